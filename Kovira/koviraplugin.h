@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QQmlExtensionPlugin>
+
+/// Entry point of the QML module: registers the item PaymentMDB 1.0 under the module's URI.
+class KoviraPlugin : public QQmlExtensionPlugin
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID QQmlExtensionInterface_iid)
+
+public:
+    void registerTypes(const char *uri) override;
+};

@@ -1,0 +1,14 @@
+# kovira_options: the compiler flags that every target of this project is built with.
+add_library(kovira_options INTERFACE)
+target_compile_definitions(kovira_options INTERFACE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
+                           QT_DEPRECATED_WARNINGS QT_DISABLE_DEPRECATED_BEFORE=0x050c00)
+target_compile_options(kovira_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+                       -Wnon-virtual-dtor -Woverloaded-virtual)
+if(KOVIRA_WERROR)
+    target_compile_options(kovira_options INTERFACE -Werror)
+endif()
+
+if(KOVIRA_SANITIZE)
+    add_compile_options(-fsanitize=${KOVIRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g)
+    add_link_options(-fsanitize=${KOVIRA_SANITIZE})
+endif()
