@@ -88,7 +88,7 @@ private:
 
     void storeCountryCode(const ReplyView &reply);
     void storeManufacturer(const ReplyView &reply);
-    void storeAlwaysIdle(const ReplyView &reply, const char *logFormat);
+    void storeAlwaysIdle(const ReplyView &reply, const char *logPrefix);
     QString manufacturerText() const;
     void setItemPrice(int price);
 

@@ -170,6 +170,17 @@ QString CashlessProtocol::manufacturerText() const
     return QString::fromUtf8(m_identity.data(), int(length));
 }
 
+/// Options are asked for from level 3 readers only.
+void CashlessProtocol::storeAlwaysIdle(const ReplyView &reply, const char *logPrefix)
+{
+    if (m_level != 3)
+        return;
+    const quint8 options = reply[identification::options];
+    print("%s Always Idle 0x%x\n", logPrefix, options);
+    m_alwaysIdle = (options & optionAlwaysIdle) != 0;
+    insertIntoRecord(recordkey::alwaysIdle, m_alwaysIdle);
+}
+
 void CashlessProtocol::onDisplayRequest(const ReplyView &reply)
 {
     print("===[MDB DISPLAY REQUEST]: %s\n", reply.textFrom(display::text).constData());
@@ -242,7 +253,7 @@ void CashlessProtocol::onPeripheralId(const ReplyView &reply)
         m_identity[i] = static_cast<char>(reply[identification::manufacturer + int(i)]);
     m_softwareVersion = reply.readU16(identification::softwareVersion);
     insertIntoRecord(recordkey::level, m_level);
-    storeAlwaysIdle(reply, "MDB_REPLY_PERIPHERIAL_ID Always Idle 0x%x\n");
+    storeAlwaysIdle(reply, "MDB_REPLY_PERIPHERIAL_ID");
     storeManufacturer(reply);
     report();
 }
@@ -282,7 +293,7 @@ void CashlessProtocol::analysisRequestId(const ReplyView &reply)
         return;
     printBytes("[cashless_request_id]", reply);
     insertIntoRecord(recordkey::level, m_level);
-    storeAlwaysIdle(reply, "analysisRequestId Always Idle 0x%x\n");
+    storeAlwaysIdle(reply, "analysisRequestId");
     storeManufacturer(reply);
     insertIntoRecord(recordkey::countryCode, m_countryCode);
     report();
