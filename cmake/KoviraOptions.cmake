@@ -4,6 +4,10 @@ target_compile_definitions(kovira_options INTERFACE QT_NO_CAST_TO_ASCII QT_NO_KE
                            QT_DEPRECATED_WARNINGS QT_DISABLE_DEPRECATED_BEFORE=0x050c00)
 target_compile_options(kovira_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
                        -Wnon-virtual-dtor -Woverloaded-virtual)
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+    # Qt's logging macros leave the variadic part empty.
+    target_compile_options(kovira_options INTERFACE -Wno-gnu-zero-variadic-macro-arguments)
+endif()
 if(KOVIRA_WERROR)
     target_compile_options(kovira_options INTERFACE -Werror)
 endif()

@@ -35,7 +35,7 @@ CashlessProtocol::CashlessProtocol() : QueuedProtocol(mdb::cashless::address)
     startWithPoll(getDeviceType());
 }
 
-CashlessProtocol::CashlessProtocol(char address) : QueuedProtocol(static_cast<quint8>(address))
+CashlessProtocol::CashlessProtocol(char busAddress) : QueuedProtocol(static_cast<quint8>(busAddress))
 {
     initCmdCode();
 }
@@ -79,9 +79,9 @@ void CashlessProtocol::initStep2()
 }
 
 // The "deviceAddress" of the record stays: user interfaces know both readers by 16.
-void CashlessProtocol::setAddress(char address)
+void CashlessProtocol::setAddress(char busAddress)
 {
-    moveToAddress(static_cast<quint8>(address));
+    moveToAddress(static_cast<quint8>(busAddress));
 }
 
 void CashlessProtocol::commandTaken(int command)

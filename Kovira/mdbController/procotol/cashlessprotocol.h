@@ -14,10 +14,10 @@ public:
     /// A reader at 0x10 that starts with a POLL.
     CashlessProtocol();
     /// A reader at an address with nothing queued and no record.
-    explicit CashlessProtocol(char address);
+    explicit CashlessProtocol(char busAddress);
 
     /// Moves the reader on the bus. Its record keeps the "deviceAddress" of the constructor.
-    void setAddress(char address);
+    void setAddress(char busAddress);
 
     int getPoll() override { return mdb::cashless::Poll; }
     int getDeviceType() override { return 0; }
