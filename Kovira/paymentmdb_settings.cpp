@@ -51,14 +51,12 @@ void PaymentMDB::setting(QJsonObject obj)
     readSetting(obj, "storageMaxValue", &m_storageMaxValue);
     readSetting(obj, "makeFinishTime", &m_makeFinishTime);
 
-    bool anyInUse = false;
     for (int i = 0; i < MdbController::deviceCount; ++i) {
-        bool use = m_mdbController.deviceEnabled(i);
+        bool use = false;
         if (readSetting(obj, useKeys[i], &use))
             m_mdbController.setDeviceEnabled(i, use);
-        anyInUse = anyInUse || use;
     }
-    if (anyInUse)
+    if (m_mdbController.anyDeviceEnabled())
         install(m_port);
     else
         m_mdbController.closePoll();

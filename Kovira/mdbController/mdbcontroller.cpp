@@ -5,6 +5,7 @@
 #include <QLoggingCategory>
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <algorithm>
 #include <chrono>
@@ -16,6 +17,35 @@ namespace {
 Q_LOGGING_CATEGORY(busLog, "kovira.mdb")
 
 constexpr std::chrono::milliseconds pauseBetweenDevices{30};
+
+/// Above ordinary threads, below the kernel's interrupt threads (50).
+constexpr int realTimePriority = 20;
+
+/// The calling thread's real-time scheduling: an animated user interface on the same core must not
+/// delay an ACK beyond the standard's 5 ms. Where the system does not permit it the bus goes on
+/// without.
+class RealTimeScheduling
+{
+public:
+    void set(bool wanted)
+    {
+        if (wanted == m_wanted)
+            return;
+        m_wanted = wanted;
+        sched_param parameters {};
+        parameters.sched_priority = wanted ? realTimePriority : 0;
+        const int error = pthread_setschedparam(pthread_self(), wanted ? SCHED_FIFO : SCHED_OTHER,
+                                                &parameters);
+        if (error != 0 && !m_complained)
+            qCInfo(busLog, "The bus thread runs without real-time scheduling: %s",
+                   qPrintable(qt_error_string(error)));
+        m_complained = m_complained || error != 0;
+    }
+
+private:
+    bool m_wanted = false;
+    bool m_complained = false;
+};
 
 QJsonObject placeholder()
 {
@@ -177,6 +207,12 @@ bool MdbController::deviceEnabled(int number) const
     return number >= 0 && number < deviceCount && m_deviceEnabled[static_cast<std::size_t>(number)];
 }
 
+bool MdbController::anyDeviceEnabled() const
+{
+    return std::any_of(m_deviceEnabled.begin(), m_deviceEnabled.end(),
+                       [](const std::atomic<bool> &enabled) { return enabled.load(); });
+}
+
 void MdbController::getDeviceState(QJsonObject obj, int deviceNo)
 {
     MdbController *const controller = beginEmission(obj, deviceNo);
@@ -218,7 +254,10 @@ void MdbController::pollThread()
     sigfillset(&allSignals);
     pthread_sigmask(SIG_BLOCK, &allSignals, nullptr);
 
+    RealTimeScheduling realTime;
     while (beginCycle()) {
+        // A cycle without devices has no pause: as a real-time thread it would starve the others.
+        realTime.set(anyDeviceEnabled());
         for (int i = 0; i < deviceCount; ++i) {
             if (!deviceEnabled(i))
                 continue;

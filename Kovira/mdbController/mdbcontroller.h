@@ -53,6 +53,7 @@ public:
     /// Whether the polling thread visits a device (number 0 to 3); all are on at first.
     void setDeviceEnabled(int number, bool enabled);
     bool deviceEnabled(int number) const;
+    bool anyDeviceEnabled() const;
 
     /// Receives the device state records of every protocol object, on the thread that reports.
     static void getDeviceState(QJsonObject obj, int deviceNo);

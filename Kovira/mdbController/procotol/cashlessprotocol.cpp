@@ -1,5 +1,7 @@
 #include "cashlessprotocol.h"
 
+#include <utility>
+
 using namespace mdb::cashless;
 
 namespace {
@@ -148,7 +150,7 @@ void CashlessProtocol::sendDiagnostic(unsigned int warnLsb, unsigned int warnHsb
     bytes.append(static_cast<char>(warnHsb));
     bytes.append(static_cast<char>(errorHsb >> 8));
     bytes.append(static_cast<char>(errorHsb >> 16));
-    sendBesideQueue(bytes);
+    sendBesideQueue(std::move(bytes));
 }
 
 void CashlessProtocol::setPoll()

@@ -12,6 +12,7 @@
 #include <deque>
 #include <initializer_list>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 /// The mechanism that all peripherals share: the queue of command numbers, the command table, the
@@ -127,11 +128,11 @@ protected:
     }
 
     /// Sends bytes past the queue: now, or, if a command is on its way, right after it.
-    void sendBesideQueue(const QByteArray &bytes)
+    void sendBesideQueue(QByteArray bytes)
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
         if (m_onItsWay)
-            m_besideQueue = bytes;
+            m_besideQueue = std::move(bytes);
         else
             writeCommand(bytes.size(), bytes.constData());
     }
