@@ -257,7 +257,8 @@ int MdbController::exchange(const char *data, int len, char *reply)
 
     char received[blockCapacity] = {};
     const int count = receive(received);
-    if (count <= 0)
+    // A reply that closePoll() cut is neither judged nor acknowledged: the device repeats it.
+    if (count <= 0 || m_closeWanted)
         return noReply;
     std::memcpy(reply, received, static_cast<std::size_t>(count));
     return count == 1 ? judgeSingleByte(received[0]) : judgeBlock(received, count);

@@ -1,0 +1,81 @@
+#include <QCommandLineParser>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QQmlApplicationEngine>
+#include <QQmlContext>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+FILE *transcript = nullptr;
+
+void printTranscript(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    const bool ours = qstrcmp(context.category, "kiosk.transcript") == 0;
+    if (!ours && type == QtDebugMsg)
+        return;
+    std::fprintf(ours ? transcript : stderr, "%s\n", qUtf8Printable(message));
+    std::fflush(transcript);
+}
+
+/// Keeps standard output for the transcript alone: the decoders of the payment module print there.
+void startTranscript()
+{
+    transcript = fdopen(dup(STDOUT_FILENO), "w");
+    if (!transcript || !std::freopen("/dev/null", "w", stdout))
+        qFatal("cannot write the transcript");
+    qInstallMessageHandler(printTranscript);
+}
+
+/// Software rendering needs no graphics card; it must be chosen before the application starts.
+bool isHeadless(int argc, char **argv)
+{
+    for (int index = 1; index < argc; ++index) {
+        if (qstrcmp(argv[index], "--headless") == 0)
+            return true;
+    }
+    return false;
+}
+
+QVariantMap readOptions(const QGuiApplication &application, bool headless)
+{
+    QCommandLineParser parser;
+    parser.addHelpOption();
+    parser.addOptions({
+        {"headless", "Run the scripted customer without a display, then exit."},
+        {"size", "Size of the window, 1280x720 unless given.", "WxH", "1280x720"},
+        {"language", "Language of the kiosk: en or de.", "language", "en"},
+        {"screenshots", "Where the scripted customer saves pictures.", "folder"},
+        {"story", "Only this story of the scripted customer, for example coin.", "name"},
+        {"machine", "Configuration of the simulated machine.", "JSON"},
+    });
+    parser.process(application);
+    const QStringList size = parser.value("size").split('x');
+    return {{"headless", headless},
+            {"width", size.value(0).toInt()},
+            {"height", size.value(1).toInt()},
+            {"language", parser.value("language")},
+            {"screenshots", parser.value("screenshots")},
+            {"story", parser.value("story")},
+            {"machine", parser.value("machine")}};
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const bool headless = isHeadless(argc, argv);
+    if (headless) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        qputenv("QT_QUICK_BACKEND", "software");
+        startTranscript();
+    }
+    QGuiApplication application(argc, argv);
+    QQmlApplicationEngine engine;
+    engine.addImportPath(KOVIRA_QML_DIR);
+    engine.rootContext()->setContextProperty("options", readOptions(application, headless));
+    engine.load(QUrl("qrc:/qml/Main.qml"));
+    return engine.rootObjects().isEmpty() ? EXIT_FAILURE : QGuiApplication::exec();
+}

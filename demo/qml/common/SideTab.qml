@@ -1,0 +1,30 @@
+import QtQuick 2.12
+import "../style"
+
+/// A tab at the edge of a small screen.
+Rectangle {
+    id: tab
+
+    property string text
+    signal clicked()
+
+    width: 26
+    height: 110
+    radius: 8
+    color: Theme.slate
+    opacity: 0.85
+
+    Text {
+        anchors.centerIn: parent
+        rotation: -90
+        text: tab.text
+        color: Theme.chalk
+        font.pixelSize: 13
+    }
+
+    MouseArea {
+        anchors.fill: parent
+        anchors.margins: -8
+        onClicked: tab.clicked()
+    }
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+
+#include <optional>
+
+namespace mdbsim {
+
+/// A cashless reader as it leaves the factory.
+struct CashlessReaderConfig
+{
+    /// 0x10 (16) or 0x60 (96).
+    int address = 0x10;
+    /// Feature level, 1 to 3.
+    int level = 3;
+    /// Four digits: 1 and the ISO 4217 number, or 0 and the telephone code; -1 = unknown.
+    int currencyCode = 1978;
+    /// Smallest units of the currency per unit of the reader's amounts.
+    int scale = 1;
+    int decimals = 2;
+    int maxResponseSeconds = 5;
+
+    /// Options that the reader's configuration announces. Without refund a failed vend is charged;
+    /// without cashSale such reports are not taken.
+    bool refund = true;
+    bool multivend = false;
+    bool display = false;
+    bool cashSale = true;
+
+    /// Options of level 3, in force once the master has enabled them.
+    bool alwaysIdleSupported = false;
+    bool negativeVendSupported = false;
+
+    /// Insists on the standard: a command out of sequence blocks the reader until RESET, one that
+    /// it does not offer gets no answer, a message that was not acknowledged is sent again.
+    bool strict = false;
+    /// Several messages in one POLL reply.
+    bool joinedEvents = false;
+    /// END SESSION as the answer to SESSION COMPLETE, otherwise at the next POLL.
+    bool sessionCompleteDirect = true;
+    /// An approval without a person as the answer to VEND REQUEST, otherwise at the next POLL.
+    bool approveAtOnce = false;
+
+    /// Approves without a person when the funds suffice, and denies when they do not.
+    bool autoApprove = true;
+    bool autoDenyShortOfFunds = true;
+    /// What the machine's display is to show after a successful vend; empty = nothing.
+    QString displayAfterVend;
+    bool approveRevalue = true;
+    /// Largest amount of one revaluation, in the reader's units.
+    int revalueLimit = 0xFFFF;
+
+    /// Absent keys keep their defaults; *error names the wrong key.
+    static std::optional<CashlessReaderConfig> fromJson(const QJsonObject &json, QString *error);
+};
+
+} // namespace mdbsim

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+
+namespace mdbsim {
+
+/// What the arguments of mdbsim ask for.
+struct CommandLine
+{
+    enum class Task {
+        Run,
+        /// Print the text, which is the help or the version.
+        Print,
+        /// The arguments are wrong; the text is one line that says how.
+        Complain
+    };
+
+    Task task = Task::Run;
+    QString text;
+    /// For Machine::start().
+    QJsonObject config;
+    bool trace = false;
+
+    /// arguments: with the name of the program.
+    static CommandLine parse(const QStringList &arguments);
+};
+
+} // namespace mdbsim

@@ -1,0 +1,171 @@
+#include "machine.h"
+
+#include "billvalidator.h"
+#include "cashlessreader.h"
+#include "coinchanger.h"
+#include "jsonreader.h"
+
+namespace mdbsim {
+
+namespace {
+
+template <typename Device, typename Config>
+std::unique_ptr<Peripheral> make(const QJsonObject &config, QString *error)
+{
+    const auto read = Config::fromJson(config, error);
+    return read ? std::make_unique<Device>(*read) : nullptr;
+}
+
+QJsonObject merged(QJsonObject defaults, const QJsonObject &config)
+{
+    for (auto field = config.constBegin(); field != config.constEnd(); ++field)
+        defaults.insert(field.key(), field.value());
+    return defaults;
+}
+
+} // namespace
+
+struct Machine::DeviceKind
+{
+    QString key;
+    QString name;
+    std::unique_ptr<Peripheral> (*make)(const QJsonObject &config, QString *error);
+    /// What the configuration of such a device holds if it does not say otherwise.
+    QJsonObject defaults;
+};
+
+const QVector<Machine::DeviceKind> &Machine::deviceKinds()
+{
+    static const QVector<DeviceKind> kinds = {
+        {"coin", "coin changer", make<CoinChanger, CoinChangerConfig>, {}},
+        {"bill", "bill validator", make<BillValidator, BillValidatorConfig>, {}},
+        {"cashless1", "reader 1", make<CashlessReader, CashlessReaderConfig>, {{"address", 0x10}}},
+        {"cashless2", "reader 2", make<CashlessReader, CashlessReaderConfig>, {{"address", 0x60}}},
+    };
+    return kinds;
+}
+
+Machine::Machine(QObject *parent) : QObject(parent)
+{
+    qRegisterMetaType<mdbsim::Exchange>();
+}
+
+Machine::~Machine()
+{
+    stop();
+}
+
+bool Machine::start(const QJsonObject &config, QString *error)
+{
+    stop();
+    if (build(config, error) && m_bus->start(error))
+        return true;
+    m_bus.reset();
+    return false;
+}
+
+void Machine::stop()
+{
+    m_bus.reset();
+}
+
+QString Machine::port() const
+{
+    return m_bus ? m_bus->port() : QString();
+}
+
+bool Machine::build(const QJsonObject &config, QString *error)
+{
+    SimulatedBus::Options options;
+    bool strict = false;
+    JsonReader reader(config);
+    reader.text(QStringLiteral("link"), &options.link);
+    reader.flag(QStringLiteral("strict"), &strict);
+    reader.flag(QStringLiteral("strictAck"), &options.strictAck);
+    m_bus = std::make_unique<SimulatedBus>(options);
+    for (const DeviceKind &kind : deviceKinds()) {
+        QJsonObject own;
+        QString complaint;
+        reader.object(kind.key, &own);
+        own = merged(merged({{QStringLiteral("strict"), strict}}, kind.defaults), own);
+        if (reader.contains(kind.key) && !addDevice(kind, own, &complaint))
+            reader.complain(QStringLiteral("\"%1\": %2").arg(kind.key, complaint));
+    }
+    m_bus->setExchangeListener([this](const Exchange &what) {
+        QMetaObject::invokeMethod(
+            this, [this, what] { Q_EMIT exchange(what); }, Qt::QueuedConnection);
+    });
+    return reader.finish(error);
+}
+
+bool Machine::addDevice(const DeviceKind &kind, const QJsonObject &config, QString *error)
+{
+    auto device = kind.make(config, error);
+    if (!device)
+        return false;
+    device->setEventSink([this, key = kind.key](QJsonObject what) {
+        what.insert(QStringLiteral("device"), key);
+        QMetaObject::invokeMethod(
+            this, [this, what] { Q_EMIT event(what); }, Qt::QueuedConnection);
+    });
+    if (m_bus->add(kind.key, kind.name, std::move(device)))
+        return true;
+    *error = QStringLiteral("its address is taken");
+    return false;
+}
+
+QJsonObject Machine::perform(const QJsonObject &action)
+{
+    if (!m_bus)
+        return failed(QStringLiteral("the machine is not running"));
+    const QString name = action.value(QStringLiteral("action")).toString();
+    const QJsonValue device = action.value(QStringLiteral("device"));
+    if (device.isString())
+        return performOnDevice(device.toString(), action);
+    if (!device.isUndefined())
+        return failed(QStringLiteral("\"device\" must be a string"));
+    if (name == QLatin1String("state"))
+        return succeeded({{QStringLiteral("state"), state()}});
+    if (name != QLatin1String("hangUp"))
+        return failed(QStringLiteral("\"action\" needs a \"device\": \"%1\"").arg(name));
+    m_bus->hangUp();
+    return succeeded();
+}
+
+QJsonObject Machine::performOnDevice(const QString &device, QJsonObject action)
+{
+    const QString name = action.value(QStringLiteral("action")).toString();
+    if (!m_bus->contains(device))
+        return failed(QStringLiteral("there is no \"device\": \"%1\"").arg(device));
+    if (name == QLatin1String("unplug") || name == QLatin1String("replug"))
+        return m_bus->setPlugged(device, name == QLatin1String("replug"));
+    if (name == QLatin1String("fault"))
+        return m_bus->setFault(device, action);
+    if (name == QLatin1String("state"))
+        return succeeded({{QStringLiteral("state"), m_bus->state(device)}});
+    action.remove(QStringLiteral("device"));
+    return m_bus->perform(device, action);
+}
+
+QJsonObject Machine::state() const
+{
+    if (!m_bus)
+        return {};
+    QJsonObject whole = {{QStringLiteral("port"), m_bus->port()},
+                         {QStringLiteral("noiseBytes"), m_bus->noiseBytes()}};
+    for (const DeviceKind &kind : deviceKinds()) {
+        if (m_bus->contains(kind.key))
+            whole.insert(kind.key, m_bus->state(kind.key));
+    }
+    return whole;
+}
+
+QJsonObject Machine::defaultConfig()
+{
+    QJsonObject config;
+    for (const DeviceKind &kind : deviceKinds())
+        config.insert(kind.key, QJsonObject());
+    return config;
+}
+
+} // namespace mdbsim

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "simulatedbus.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace mdbsim {
+
+/// A vending machine's peripherals on one simulated bus. Lives on the thread of its owner, where
+/// its signals arrive as well.
+class Machine : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Machine(QObject *parent = nullptr);
+    ~Machine() override;
+
+    /// A machine with every device there is, each with its defaults.
+    static QJsonObject defaultConfig();
+
+    /// Keys, all optional: "link" (path of a symbolic link to the port), "strict" (default of
+    /// every device), "strictAck" (a late ACK counts as none) and one object for each device that
+    /// is there: "coin", "bill", "cashless1", "cashless2".
+    bool start(const QJsonObject &config, QString *error);
+    void stop();
+    /// What the bus master opens as its serial port.
+    QString port() const;
+
+    /// {"device": key, "action": name, …}: an action of the device, or one that every device has:
+    /// "state", "unplug", "replug" or "fault" (see FaultPlan::fromJson()). Without "device":
+    /// "state" of the whole machine, or "hangUp" of the line.
+    QJsonObject perform(const QJsonObject &action);
+    QJsonObject state() const;
+
+Q_SIGNALS:
+    /// What happened at a device; "device" holds its key.
+    void event(const QJsonObject &event);
+    void exchange(const mdbsim::Exchange &exchange);
+
+private:
+    struct DeviceKind;
+
+    static const QVector<DeviceKind> &deviceKinds();
+    bool build(const QJsonObject &config, QString *error);
+    bool addDevice(const DeviceKind &kind, const QJsonObject &config, QString *error);
+    QJsonObject performOnDevice(const QString &device, QJsonObject action);
+
+    std::unique_ptr<SimulatedBus> m_bus;
+};
+
+} // namespace mdbsim

@@ -1,0 +1,48 @@
+#include "trace.h"
+
+namespace mdbsim {
+
+namespace {
+
+QString millisecondsText(qint64 us)
+{
+    return QString::number(static_cast<double>(us) / 1000.0, 'f', 1) + QStringLiteral(" ms");
+}
+
+QString outcomeText(const Exchange &exchange)
+{
+    switch (exchange.outcome) {
+    case Exchange::Outcome::Acked:
+        return QStringLiteral("  ACK after ") + millisecondsText(exchange.ackDelayUs);
+    case Exchange::Outcome::AckedLate:
+        return QStringLiteral("  ACK late after ") + millisecondsText(exchange.ackDelayUs);
+    case Exchange::Outcome::NotAcked:
+        return QStringLiteral("  not acknowledged");
+    case Exchange::Outcome::Silent:
+    case Exchange::Outcome::Answered:
+        break;
+    }
+    return {};
+}
+
+QString faultText(const Exchange &exchange)
+{
+    if (exchange.unplugged)
+        return QStringLiteral("  [unplugged]");
+    if (exchange.fault == FaultKind::None)
+        return {};
+    const QString sent = QString::fromLatin1(exchange.sent.toHex(' '));
+    return QStringLiteral("  [%1, sent: %2]")
+        .arg(faultName(exchange.fault), sent.isEmpty() ? QStringLiteral("nothing") : sent);
+}
+
+} // namespace
+
+QString Exchange::line() const
+{
+    const QString time = QString::number(static_cast<double>(timeMs) / 1000.0, 'f', 3);
+    return QStringLiteral("%1 %2  %3 -> %4").arg(time, deviceName, command, answer)
+        + outcomeText(*this) + faultText(*this);
+}
+
+} // namespace mdbsim

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "faults.h"
+#include "peripheral.h"
+
+#include <QMetaType>
+
+namespace mdbsim {
+
+/// One block of the master and what became of it.
+struct Exchange
+{
+    enum class Outcome {
+        /// Nothing was sent.
+        Silent,
+        /// A lone ACK or NAK, which the master does not answer.
+        Answered,
+        /// Data that the master acknowledged, in time or later than the standard's 5 ms.
+        Acked,
+        AckedLate,
+        NotAcked
+    };
+
+    /// Monotonic milliseconds since the bus was started.
+    qint64 timeMs = 0;
+    /// Key of the device, for example "coin", and its name in words.
+    QString device;
+    QString deviceName;
+    /// Address byte and data without the check byte.
+    QByteArray block;
+    /// What the device meant to answer.
+    Reply reply;
+    /// What went out on the line, check byte included.
+    QByteArray sent;
+    QString command;
+    QString answer;
+    Outcome outcome = Outcome::Silent;
+    FaultKind fault = FaultKind::None;
+    bool unplugged = false;
+    /// From the last byte of the block to the reply, and from its end to the master's ACK.
+    qint64 replyDelayUs = 0;
+    qint64 ackDelayUs = 0;
+
+    /// The exchange in one line, for example
+    /// "12.345 coin changer  POLL -> lever pressed  ACK after 3.1 ms".
+    QString line() const;
+};
+
+} // namespace mdbsim
+
+Q_DECLARE_METATYPE(mdbsim::Exchange)
