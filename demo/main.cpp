@@ -49,6 +49,7 @@ QVariantMap readOptions(const QGuiApplication &application, bool headless)
         {"language", "Language of the kiosk: en or de.", "language", "en"},
         {"screenshots", "Where the scripted customer saves pictures.", "folder"},
         {"story", "Only this story of the scripted customer, for example coin.", "name"},
+        {"patience", "Seconds that the scripted customer waits, 20 unless given.", "s", "20"},
         {"machine", "Configuration of the simulated machine.", "JSON"},
     });
     parser.process(application);
@@ -59,6 +60,7 @@ QVariantMap readOptions(const QGuiApplication &application, bool headless)
             {"language", parser.value("language")},
             {"screenshots", parser.value("screenshots")},
             {"story", parser.value("story")},
+            {"patience", parser.value("patience").toDouble()},
             {"machine", parser.value("machine")}};
 }
 

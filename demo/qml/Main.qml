@@ -31,6 +31,7 @@ Window {
             desk: table
             folder: options.screenshots
             only: options.story
+            patience: options.patience
             onFinished: Qt.exit(success ? 0 : 1)
         }
     }

@@ -52,6 +52,9 @@ struct Reader
     bool priceOverwritten = false;
 };
 
+/// Hands a reply to a device, or none. Most exchanges go without, so that decoders print nothing.
+void answerExchange(BaseProtocol *device, QByteArray reply = {});
+
 /// A vending machine with a payment item and devices of its own: money goes in and comes out as
 /// the item's bytes say, and every event goes to the item and to the book.
 class MoneyMachine
@@ -109,6 +112,7 @@ private:
     void compareCredit();
     QJsonObject record(const Report &report) const;
 
+    // moneydevices.cpp
     void exchange(int device);
     int nextCommand(int device);
     void commandBuilt(int device, int number, int payoutBefore);

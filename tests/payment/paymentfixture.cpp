@@ -146,6 +146,14 @@ void PaymentFixture::alwaysIdleReader(int num)
     report(record);
 }
 
+void PaymentFixture::bothReadersReady()
+{
+    QJsonObject second = records::reader(1);
+    second.insert("deviceAddress", 96);
+    report(second);
+    readerReady(0);
+}
+
 void PaymentFixture::beginSession(int funds, int num)
 {
     report(records::withAction(records::reader(num), 1, {{"value", funds}, {"cardType", 0}}));

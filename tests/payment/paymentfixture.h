@@ -48,6 +48,8 @@ public:
     void billEvent(int type) { report(records::withAction(records::validator(), type)); }
     void readerReady(int num = 0) { report(records::reader(num)); }
     void alwaysIdleReader(int num = 0);
+    /// Both, and each filed under a key of its own: the second with an address of its own.
+    void bothReadersReady();
     void beginSession(int funds = 1000, int num = 0);
     void readerEvent(int type, int num = 0);
     /// Lets the clock run: true if deviceNeedWait(false) comes after so many ms, give or take a

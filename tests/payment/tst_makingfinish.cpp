@@ -69,15 +69,6 @@ constexpr Outcome outcomes[] = {
     {3, true, More, "reader0 6", reset, untouched, 0, true},
 };
 
-/// Both readers ready to use, each filed under a key of its own.
-void reportBothReaders(PaymentFixture &fixture)
-{
-    QJsonObject second = records::reader(1);
-    second.insert("deviceAddress", 96);
-    fixture.report(second);
-    fixture.readerReady(0);
-}
-
 const QString logPrefix = QStringLiteral("PaymentMDB::makingFinish():---->");
 
 } // namespace
@@ -104,7 +95,7 @@ void TestMakingFinish::everyCase()
 
     PaymentFixture fixture;
     fixture.configure({{"makeModel", int(common->model)}});
-    reportBothReaders(fixture);
+    fixture.bothReadersReady();
     fixture.token(30);
     fixture.coin(100);
     fixture.bill(500);

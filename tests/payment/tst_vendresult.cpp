@@ -22,19 +22,6 @@ private Q_SLOTS:
     void failedCardDrinkStaysACardSale();
 };
 
-namespace {
-
-/// Both readers ready to use, each filed under a key of its own.
-void reportBothReaders(PaymentFixture &fixture)
-{
-    QJsonObject second = records::reader(1);
-    second.insert("deviceAddress", 96);
-    fixture.report(second);
-    fixture.readerReady(0);
-}
-
-} // namespace
-
 void TestVendResult::recordedSale_data()
 {
     QTest::addColumn<int>("coin");
@@ -66,7 +53,7 @@ void TestVendResult::recordedSale()
     PaymentFixture fixture;
     fixture.coin(coin);
     fixture.sell(price, 3);
-    reportBothReaders(fixture);
+    fixture.bothReadersReady();
     fixture.takeCommands();
     fixture.finish(PaymentMDB::Drink_Success, {{"vendCashType", vendCashType}});
     QTEST(fixture.takeBytes(0), "first");

@@ -8,7 +8,7 @@ Rectangle {
     property string text
     signal clicked()
 
-    width: 26
+    width: 24
     height: 110
     radius: 8
     color: Theme.slate
@@ -19,7 +19,7 @@ Rectangle {
         rotation: -90
         text: tab.text
         color: Theme.chalk
-        font.pixelSize: 13
+        font.pixelSize: 12
     }
 
     MouseArea {

@@ -13,7 +13,8 @@ Item {
 
     readonly property var machine: desk.machine
     readonly property var sale: desk.kiosk.sale
-    readonly property int patience: 20000
+    /// Seconds until something expected counts as missing.
+    property real patience: 20
     property Story story: null
     property int stepIndex: 0
     property real deadline: 0
@@ -49,7 +50,7 @@ Item {
     function beginStep() {
         if (step.says)
             transcript.line("customer", step.says)
-        deadline = Date.now() + patience
+        deadline = Date.now() + 1000 * patience
         timer.start()
         if (step.act)
             step.act()
@@ -61,7 +62,7 @@ Item {
             transcript.line("ok", step.expects)
             step.shot && folder ? photograph(step.shot) : nextStep()
         } else if (Date.now() > deadline) {
-            fail("not within " + patience / 1000 + " s: " + step.expects)
+            fail("not within " + patience + " s: " + step.expects)
         }
     }
 

@@ -40,7 +40,7 @@ Rectangle {
         Figure {
             name: Texts.words.onCard
             value: Texts.money(bar.sale.cardValue)
-            visible: bar.sale.cardPresent && bar.sale.cardValue > 0
+            visible: bar.sale.stage === "pay" && bar.sale.cardPresent && bar.sale.cardValue > 0
         }
 
         Item { Layout.fillWidth: true }

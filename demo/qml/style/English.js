@@ -30,7 +30,7 @@ var words = {
     stillDue: "Still due",
     oneMoment: "One moment, please …",
     cardRead: "Card read – please wait",
-    payWith: "You can pay with",
+    payWith: "Ways to pay",
     coins: "Coins",
     bills: "Notes",
     cards: "Card",
