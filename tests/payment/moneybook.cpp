@@ -13,13 +13,15 @@ const char *causeName(Cause cause)
         "coins that came in during a payout",
         "payout remainder below the scaling factor",
         "payout beyond 255 units",
+        "payout lost on the line",
+        "payout from tubes that ran empty",
         "payout by a changer without tubes",
         "bill in escrow replaced by the next",
         "bill stacked without a sale",
         "coin that sets off a revaluation",
         "revaluation above 16 bits",
         "revaluation overwritten before it was sent",
-        "revaluation denied",
+        "revaluation denied or lost on the line",
         "bus closed",
         "payout asked for twice",
         "coins spent while they are paid out",
@@ -28,7 +30,7 @@ const char *causeName(Cause cause)
         "drink that no credit covers",
         "card price above 16 bits",
         "card price overwritten before it was sent",
-        "vend result at a reader that approved nothing",
+        "vend result lost, or at a reader that approved nothing",
     };
     return names[cause];
 }

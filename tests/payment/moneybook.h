@@ -16,6 +16,8 @@ enum Cause {
     CoinsDuringPayout,
     PayoutRemainder,
     PayoutLimit,
+    PayoutLost,
+    ChangerShort,
     NoTubes,
     ReplacedBill,
     BillStacked,

@@ -116,7 +116,10 @@ private:
     void exchange(int device);
     int nextCommand(int device);
     void commandBuilt(int device, int number, int payoutBefore);
+    void toDevice(int device, const QByteArray &command);
+    void lose(int device, int number);
     void toChanger(const QByteArray &command);
+    void payOut(int units);
     void toValidator(const QByteArray &command);
     void toReader(int number, const QByteArray &command);
     void decideRequest(int number);

@@ -30,6 +30,11 @@ Page {
         font.bold: true
         Layout.fillWidth: true
     }
-    Label { text: Texts.words.payWith; size: 15; color: Theme.inkSoft; Layout.topMargin: 8 * Theme.unit }
+    Label {
+        text: Texts.words.payWith
+        size: 15
+        color: Theme.inkSoft
+        Layout.topMargin: 8 * Theme.unit
+    }
     PayHints { devices: page.sale.devices; scaling: 1.25 }
 }
