@@ -13,6 +13,9 @@ namespace {
 constexpr int maxBlockBytes = 36;
 /// Bytes of one block are 1.1 ms apart; a sender may stretch that to about 6 ms.
 constexpr qint64 gapUs = 8000;
+/// A mode bit in mid block opens a new one only after such a pause; sooner it may well be parity
+/// that was read too late on a busy machine.
+constexpr qint64 newBlockUs = 20000;
 /// What a busy machine may make of the gap inside a block before the block is given up.
 constexpr qint64 lostUs = 100000;
 
@@ -97,7 +100,7 @@ quint8 checkByteOf(const QByteArray &bytes)
 QVector<Arrival> BlockAssembler::feed(const LineByte &byte)
 {
     QVector<Arrival> arrivals = pause(byte.timeUs);
-    const bool newAddress = byte.modeBit && byte.modeSure && byte.timeUs - m_lastUs >= gapUs;
+    const bool newAddress = byte.modeBit && byte.modeSure && byte.timeUs - m_lastUs >= newBlockUs;
     if (hasPart() && newAddress)
         arrivals.append(take(Arrival::Kind::Damaged));
     if (!hasPart() && !begin(byte, &arrivals))

@@ -83,7 +83,7 @@ void LineProbe::record(LineCall call)
     std::function<void(const LineCall &)> observer;
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
-        m_calls.append(call);
+        m_calls.push_back(call);
         observer = m_observer;
     }
     m_recorded.notify_all();
@@ -91,7 +91,7 @@ void LineProbe::record(LineCall call)
         observer(call);
 }
 
-QVector<LineCall> LineProbe::calls() const
+std::vector<LineCall> LineProbe::calls() const
 {
     const std::lock_guard<std::mutex> guard(m_mutex);
     return m_calls;

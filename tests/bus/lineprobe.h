@@ -4,7 +4,6 @@
 #include "support/ptypair.h"
 
 #include <QByteArrayList>
-#include <QVector>
 
 #include <sys/types.h>
 #include <termios.h>
@@ -15,6 +14,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <vector>
 
 /// A system call of this program's own code on an observed line.
 struct LineCall
@@ -58,7 +58,7 @@ public:
     /// Called after each call, on the thread that made it.
     void setObserver(std::function<void(const LineCall &)> observer);
 
-    QVector<LineCall> calls() const;
+    std::vector<LineCall> calls() const;
     /// Their texts.
     QByteArrayList texts() const;
     /// Texts of one kind.
@@ -86,8 +86,8 @@ private:
     const dev_t m_device;
     mutable std::mutex m_mutex;
     std::condition_variable m_recorded;
-    QVector<LineCall> m_calls;
-    int m_searched = 0;
+    std::vector<LineCall> m_calls;
+    std::size_t m_searched = 0;
     /// As last asked for: a pseudo-terminal does not keep it.
     bool m_parityEnabled = false;
     struct Fault

@@ -4,10 +4,10 @@
 #include "exchangebench.h"
 
 #include <QJsonObject>
-#include <QMap>
-#include <QVector>
 
+#include <map>
 #include <mutex>
+#include <vector>
 
 /// What the devices of a bus reported, by device number; filled on the bus thread.
 class ReportedRecords
@@ -20,15 +20,16 @@ public:
         int exchanges;
     };
 
-    QVector<Report> reports(int number) const
+    std::vector<Report> reports(int number) const
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
-        return m_reports.value(number);
+        const auto own = m_reports.find(number);
+        return own == m_reports.end() ? std::vector<Report>() : own->second;
     }
     QJsonObject lastRecord(int number) const
     {
-        const QVector<Report> all = reports(number);
-        return all.isEmpty() ? QJsonObject() : all.last().record;
+        const std::vector<Report> all = reports(number);
+        return all.empty() ? QJsonObject() : all.back().record;
     }
     /// How a device's state has changed: "active", "enabled" (and active) or "gone", and the
     /// exchange at which it did, as "active 3".
@@ -62,7 +63,7 @@ protected:
     void add(const QJsonObject &record, int exchanges)
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
-        m_reports[record.value("num").toInt()].append({record, exchanges});
+        m_reports[record.value("num").toInt()].push_back({record, exchanges});
     }
 
     QObject m_receiver;
@@ -76,7 +77,7 @@ private:
     }
 
     mutable std::mutex m_mutex;
-    QMap<int, QVector<Report>> m_reports;
+    std::map<int, std::vector<Report>> m_reports;
 };
 
 /// A bus master whose devices have been given their RESET, and what they report. The records come

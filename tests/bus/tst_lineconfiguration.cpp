@@ -143,7 +143,7 @@ void TestLineConfiguration::settingsFromScratch()
 
     LineProbe probe(line);
     QCOMPARE(setPort(fd, 9600, 8, letter, stopBits), 0);
-    const termios asked = probe.calls().last().settings;
+    const termios asked = probe.calls().back().settings;
     // glibc's inline cfsetospeed puts the speed into the control flags, too.
     QCOMPARE(asked.c_cflag, controlFlags);
     termios inForce{};

@@ -102,9 +102,9 @@ void TestMdbControllerPolling::pauseAfterEachExchange()
     beSilent(bench.peer);
     bench.master.startPoll();
     QTRY_VERIFY_WITH_TIMEOUT(bench.peer.blocks().size() >= 8, 30000);
-    const QVector<LineCall> calls = bench.probe.calls();
+    const std::vector<LineCall> calls = bench.probe.calls();
     int pauses = 0;
-    for (int i = 1; i < calls.size(); ++i) {
+    for (std::size_t i = 1; i < calls.size(); ++i) {
         if (calls.at(i).text != "flush in+out")
             continue;
         ++pauses;

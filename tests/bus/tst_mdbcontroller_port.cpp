@@ -93,7 +93,7 @@ void TestMdbControllerPort::portIsConfiguredForMdb()
     const int fd = master.mdbSerialInit(bus.line.path());
     QVERIFY(fd > 0);
     QCOMPARE(bus.probe.texts(), QByteArrayList({"fcntl", "flush in", "set 9600 8M1"}));
-    QCOMPARE(bus.probe.calls().last().fd, fd);
+    QCOMPARE(bus.probe.calls().back().fd, fd);
     QCOMPARE(complaints.take(), QByteArrayList());
 }
 

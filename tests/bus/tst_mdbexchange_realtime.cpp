@@ -33,9 +33,9 @@ void TestMdbExchangeRealtime::eachByteIsGivenItsTime()
     const QByteArray command = QByteArray::fromHex("0CFFFFFFFF");
     master.mdbWriteData(command, command.size(), reply);
 
-    const QVector<LineCall> calls = probe.calls();
+    const std::vector<LineCall> calls = probe.calls();
     int bytes = 0;
-    for (int i = 0; i + 1 < calls.size(); ++i) {
+    for (std::size_t i = 0; i + 1 < calls.size(); ++i) {
         if (calls.at(i).kind != LineCall::Write)
             continue;
         ++bytes;

@@ -166,7 +166,7 @@ void TestStartup::silentDeviceDoesNotHoldUpTheOthers()
         if (i != silent)
             QTRY_VERIFY_WITH_TIMEOUT(bench.enabled(i), patienceMs);
     }
-    QCOMPARE(bench.reports(silent).size(), 0);
+    QVERIFY(bench.reports(silent).empty());
 }
 
 void TestStartup::secondReaderAlone()
@@ -184,7 +184,7 @@ void TestStartup::secondReaderAlone()
     // It is still filed under the first reader's address, kept.
     QCOMPARE(record.value("deviceAddress").toInt(), 16);
     for (const int i : {0, 2, 3})
-        QCOMPARE(bench.reports(i).size(), 0);
+        QVERIFY(bench.reports(i).empty());
 }
 
 void TestStartup::nobodyThere()
@@ -196,7 +196,7 @@ void TestStartup::nobodyThere()
     // Longer than it takes to give up on a device.
     QTRY_VERIFY_WITH_TIMEOUT(bench.peer.blocks().size() >= 4 * 9, patienceMs);
     for (int i = 0; i < 4; ++i)
-        QCOMPARE(bench.reports(i).size(), 0);
+        QVERIFY(bench.reports(i).empty());
 }
 
 QTEST_GUILESS_MAIN(TestStartup)

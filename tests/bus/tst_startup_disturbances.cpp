@@ -23,7 +23,7 @@ namespace {
 constexpr int patienceMs = 60000;
 
 /// Whether the records of a changer that was set up name its coins, except while it is gone.
-bool knowsCoinsUnlessGone(const QVector<ReportedRecords::Report> &reports)
+bool knowsCoinsUnlessGone(const std::vector<ReportedRecords::Report> &reports)
 {
     bool wasSetUp = false;
     for (const auto &report : reports) {

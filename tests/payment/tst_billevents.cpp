@@ -71,7 +71,7 @@ void TestBillEvents::secondBillReplacesTheFirst()
     PaymentFixture fixture;
     fixture.bill(500);
     fixture.bill(1000);
-    QCOMPARE(fixture.credit(), "t0 c0 b1000 u0 =1000");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b1000 u0 =1000"));
 }
 
 void TestBillEvents::stackedAtOnceAddsUp()
@@ -81,9 +81,9 @@ void TestBillEvents::stackedAtOnceAddsUp()
     fixture.coin(20);
     fixture.bill(500);
     fixture.bill(1000);
-    QCOMPARE(fixture.credit(), "t0 c1520 b0 u0 =1520");
+    QCOMPARE(fixture.credit(), QString("t0 c1520 b0 u0 =1520"));
     fixture.bill(INT_MAX);
-    QCOMPARE(fixture.credit(), "t0 c2147483647 b0 u0 =2147483647");
+    QCOMPARE(fixture.credit(), QString("t0 c2147483647 b0 u0 =2147483647"));
 }
 
 void TestBillEvents::billIsGone_data()
@@ -102,7 +102,7 @@ void TestBillEvents::billIsGone()
     fixture.coin(70);
     fixture.bill(500);
     fixture.report(withAction(validator(), event, {{"value", 500}}));
-    QCOMPARE(fixture.credit(), "t0 c70 b0 u0 =70");
+    QCOMPARE(fixture.credit(), QString("t0 c70 b0 u0 =70"));
     QCOMPARE(fixture.takeCommands(), QString());
 }
 
@@ -148,7 +148,7 @@ void TestBillEvents::otherEventsChangeNothing()
     QJsonObject record = validator();
     record.insert("action", QJsonObject{{"type", type}, {"value", 1000}});
     fixture.report(record);
-    QCOMPARE(fixture.credit(), "t0 c70 b500 u0 =570");
+    QCOMPARE(fixture.credit(), QString("t0 c70 b500 u0 =570"));
     QCOMPARE(fixture.takeCommands(), QString());
     QVERIFY(fixture.waitEndsAfter(0));
 }
@@ -159,7 +159,7 @@ void TestBillEvents::recordWithoutActionIsPublished()
     fixture.bill(500);
     fixture.takeSignals();
     fixture.report(validator());
-    QCOMPARE(fixture.credit(), "t0 c0 b500 u0 =500");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b500 u0 =500"));
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
     QVERIFY(fixture.waitEndsAfter(0));
 }
@@ -178,7 +178,7 @@ void TestBillEvents::valueKeyOfAnotherEventIsNotRead()
 {
     PaymentFixture fixture;
     fixture.report(withAction(validator(), 12, {{"value", 500}}));
-    QCOMPARE(fixture.credit(), "t0 c0 b0 u0 =0");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b0 u0 =0"));
 }
 
 QTEST_GUILESS_MAIN(TestBillEvents)

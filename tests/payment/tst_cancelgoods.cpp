@@ -33,7 +33,7 @@ void TestCancelGoods::cancelEndsTheSale()
     QCOMPARE(fixture.takeSignals(), QStringList{});
     fixture.refresh();
     QVERIFY(!fixture.hasGoods());
-    QCOMPARE(fixture.credit(), "t0 c70 b0 u0 =70");
+    QCOMPARE(fixture.credit(), QString("t0 c70 b0 u0 =70"));
     fixture.log.take();
     fixture.finish(PaymentMDB::Drink_Ready);
     const QStringList log = fixture.log.take();

@@ -117,7 +117,7 @@ void TestCashlessEvents::beginSession()
     fixture.coin(70);
     fixture.report(withAction(reader(), 1, {{"value", funds}}));
     QTEST(fixture.published().value("cardValue").toInt(-1), "cardValue");
-    QCOMPARE(fixture.credit(), "t0 c70 b0 u0 =70");
+    QCOMPARE(fixture.credit(), QString("t0 c70 b0 u0 =70"));
 }
 
 void TestCashlessEvents::beginSessionMovesCreditToTheCard_data()
@@ -269,7 +269,7 @@ void TestCashlessEvents::openRequestIsClosedBy()
     PaymentFixture fixture;
     fixture.alwaysIdleReader();
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
     fixture.readerEvent(event);
     fixture.alwaysIdleReader();
     fixture.takeCommands();
@@ -386,7 +386,7 @@ void TestCashlessEvents::releaseRaisesThePermission()
     fixture.alwaysIdleReader();
     fixture.sell(150);
     fixture.coin(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9 7");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9 7"));
     QCOMPARE(fixture.takeCount("allowMakeChanged true"), 0);
     fixture.log.take();
     fixture.readerEvent(event);
@@ -490,7 +490,7 @@ void TestCashlessEvents::otherEventsChangeNothing()
     QJsonObject record = reader();
     record.insert("action", QJsonObject{{"type", type}, {"value", 5}});
     fixture.report(record);
-    QCOMPARE(fixture.credit(), "t0 c70 b0 u0 =70");
+    QCOMPARE(fixture.credit(), QString("t0 c70 b0 u0 =70"));
     QCOMPARE(fixture.published().value("cardValue").toInt(), 1000);
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
     QCOMPARE(fixture.takeCommands(), QString());

@@ -54,7 +54,7 @@ void TestCashlessPay::nothingWithoutGoods()
     PaymentFixture fixture;
     fixture.report(readerAt(16, 0, "idle"));
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
     fixture.item.cancelGoods();
     fixture.takeCommands();
     fixture.beginSession();
@@ -207,7 +207,7 @@ void TestCashlessPay::onlyOneRequestIsOpen()
     fixture.coin(10);
     fixture.refresh();
     fixture.sell(200);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 void TestCashlessPay::cardBeforeGoods()
@@ -217,7 +217,7 @@ void TestCashlessPay::cardBeforeGoods()
     fixture.beginSession();
     QCOMPARE(fixture.takeCommands(), QString());
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 void TestCashlessPay::goodsBeforeCardAskInTheSameCall()
@@ -227,7 +227,7 @@ void TestCashlessPay::goodsBeforeCardAskInTheSameCall()
     fixture.sell(150);
     QCOMPARE(fixture.takeCommands(), QString());
     fixture.beginSession();
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 void TestCashlessPay::holdTimeFindsTheRequestPending()
@@ -343,7 +343,7 @@ void TestCashlessPay::cancelClosesTheRequest()
     fixture.takeCommands();
     fixture.report(readerAt(16, 0, "usable"));
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 QTEST_GUILESS_MAIN(TestCashlessPay)

@@ -93,12 +93,12 @@ void TestCashlessReaders::lastReportedReaderIsAsked()
     fixture.alwaysIdleReader(0);
     fixture.alwaysIdleReader(1);
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader1 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader1 9"));
     fixture.item.cancelGoods();
-    QCOMPARE(fixture.takeCommands(), "reader1 7");
+    QCOMPARE(fixture.takeCommands(), QString("reader1 7"));
     fixture.alwaysIdleReader(0);
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 void TestCashlessReaders::missingKeys_data()
@@ -178,7 +178,7 @@ void TestCashlessReaders::refreshedByRecordsWithoutAction()
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
     QCOMPARE(fixture.published().value("devices").toObject(), with(reader(), "aliwaysIdle", true));
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 void TestCashlessReaders::sessionReaderIsTheLastThatReported_data()

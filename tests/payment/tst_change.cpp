@@ -103,7 +103,7 @@ void TestChange::coinsPayWhatTokensLeave()
     fixture.coin(200);
     fixture.sell(150);
     fixture.finish(PaymentMDB::Drink_Success);
-    QCOMPARE(fixture.credit(), "t0 c100 b0 u0 =100");
+    QCOMPARE(fixture.credit(), QString("t0 c100 b0 u0 =100"));
     QCOMPARE(fixture.item.*coinPaidValue(Revealed()), 100);
 }
 
@@ -245,7 +245,7 @@ void TestChange::settlementAfterThePayoutPaysAgain()
     fixture.takeCommands();
     fixture.coin(20);
     fixture.item.settleAccounts();
-    QCOMPARE(fixture.takeCommands(), "coin 8");
+    QCOMPARE(fixture.takeCommands(), QString("coin 8"));
     QCOMPARE(fixture.item.mdbController()->coin()->payoutAmount(), 20);
 }
 

@@ -97,7 +97,7 @@ void TestCoinEvents::depositsAddUp()
     fixture.token(2, 5);
     fixture.universalToken();
     fixture.universalToken();
-    QCOMPARE(fixture.credit(), "t30 c150 b0 u2 =180");
+    QCOMPARE(fixture.credit(), QString("t30 c150 b0 u2 =180"));
 }
 
 void TestCoinEvents::sumsStopAtTheHighestValue()
@@ -108,7 +108,7 @@ void TestCoinEvents::sumsStopAtTheHighestValue()
     fixture.token(INT_MAX);
     fixture.token(1);
     fixture.bill(1);
-    QCOMPARE(fixture.credit(), "t2147483647 c2147483647 b1 u0 =2147483647");
+    QCOMPARE(fixture.credit(), QString("t2147483647 c2147483647 b1 u0 =2147483647"));
 }
 
 void TestCoinEvents::universalToken_data()
@@ -212,7 +212,7 @@ void TestCoinEvents::leverDoesExactlyItsList()
     fixture.token(30);
     fixture.takeSignals();
     fixture.coinEvent(14);
-    QCOMPARE(fixture.credit(), "t30 c70 b500 u0 =600");
+    QCOMPARE(fixture.credit(), QString("t30 c70 b500 u0 =600"));
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
     fixture.clock.advance(60000);
     QCOMPARE(fixture.takeSignals(), QStringList{});
@@ -265,12 +265,12 @@ void TestCoinEvents::payoutTakenUp()
     fixture.universalToken();
     fixture.item.settleAccounts();
     fixture.coinEvent(16);
-    QCOMPARE(fixture.credit(), "t0 c0 b500 u1 =500");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b500 u1 =500"));
     // The payout is over: the lever pays out again.
     fixture.coin(20);
     fixture.takeCommands();
     fixture.coinEvent(14);
-    QCOMPARE(fixture.takeCommands(), "bill 9; coin 8");
+    QCOMPARE(fixture.takeCommands(), QString("bill 9; coin 8"));
 }
 
 void TestCoinEvents::payoutTakenUpAsksForTubeCounts_data()
@@ -323,7 +323,7 @@ void TestCoinEvents::otherEventsChangeNothing()
     QJsonObject record = changer();
     record.insert("action", QJsonObject{{"type", type}, {"value", 9}, {"isToken", false}});
     fixture.report(record);
-    QCOMPARE(fixture.credit(), "t0 c70 b0 u0 =70");
+    QCOMPARE(fixture.credit(), QString("t0 c70 b0 u0 =70"));
     QCOMPARE(fixture.takeCommands(), QString());
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
     // The payout is still going on.
@@ -340,7 +340,7 @@ void TestCoinEvents::recordWithoutActionIsPublished()
     expected.insert("needTip", false);
     QCOMPARE(fixture.published().value("devices").toObject(), expected);
     fixture.item.updateTubeState();
-    QCOMPARE(fixture.takeCommands(), "coin 3");
+    QCOMPARE(fixture.takeCommands(), QString("coin 3"));
 }
 
 void TestCoinEvents::tubeTipIsInTheRecord_data()
@@ -429,12 +429,12 @@ void TestCoinEvents::otherKindsAreOnlyPublished()
                              {"needTip", true},
                              {"atcion", 1}};
     fixture.report(record);
-    QCOMPARE(fixture.credit(), "t0 c0 b0 u0 =0");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b0 u0 =0"));
     QCOMPARE(fixture.published().value("devices").toObject(), record);
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
     QCOMPARE(fixture.takeCommands(), QString());
     QCOMPARE(fixture.log.take().first(),
-             "PaymentMDB::getDeviceInfo()----------->deviceInfo.needTip =  true");
+             QString("PaymentMDB::getDeviceInfo()----------->deviceInfo.needTip =  true"));
     fixture.item.updateTubeState();
     QCOMPARE(fixture.takeCommands(), QString());
 }

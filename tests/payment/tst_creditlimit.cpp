@@ -134,7 +134,7 @@ void TestCreditLimit::bytes()
     QCOMPARE(fixture.takeBytes(3), QStringList{"0c 00 00 00 00"});
     fixture.coinEvent(16);
     QCOMPARE(fixture.takeBytes(2), QStringList{"34 00 07 00 07"});
-    QCOMPARE(fixture.takeBytes(3).first(), "0c ff ff ff ff");
+    QCOMPARE(fixture.takeBytes(3).first(), QString("0c ff ff ff ff"));
 }
 
 QTEST_GUILESS_MAIN(TestCreditLimit)

@@ -14,7 +14,7 @@ private Q_SLOTS:
     void success();
     void portIsReplacedBySuccessOnly();
     void failureLeavesTheBusOpen();
-    void installEmitsNothing();
+    void installKeepsTheCredit();
     void installResetsTheFirstTimes_data();
     void installResetsTheFirstTimes();
     void failedInstallResetsNothing();
@@ -107,15 +107,17 @@ void TestInstall::failureLeavesTheBusOpen()
     QCOMPARE(bench.line.openCount(), 1);
 }
 
-void TestInstall::installEmitsNothing()
+void TestInstall::installKeepsTheCredit()
 {
     Bench bench;
+    bench.fixture.token(30);
     bench.fixture.coin(70);
+    bench.fixture.bill(500);
     bench.fixture.takeSignals();
     bench.install();
     QCOMPARE(bench.fixture.takeSignals(), QStringList{});
     bench.fixture.refresh();
-    QCOMPARE(bench.fixture.credit(), "t0 c70 b0 u0 =70");
+    QCOMPARE(bench.fixture.credit(), QString("t30 c70 b500 u0 =600"));
 }
 
 void TestInstall::installResetsTheFirstTimes_data()
@@ -183,7 +185,7 @@ void TestInstall::closePublishesNoCredit()
     fixture.takeSignals();
     fixture.item.closeMDB();
     QCOMPARE(fixture.takeSignals(), QStringList{"deviceInfoChanged"});
-    QCOMPARE(fixture.credit(), "t0 c0 b0 u1 =0");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b0 u1 =0"));
     QVERIFY(!fixture.hasGoods());
     QCOMPARE(fixture.published().value("cardValue").toInt(), 800);
     QVERIFY(fixture.item.haveGoods());

@@ -177,7 +177,7 @@ void TestMakingFinish::otherStatesOnlyEndTheSale()
     QCOMPARE(fixture.takeSignals(), QStringList{"haveGoodsChanged"});
     QCOMPARE(fixture.takeCommands(), QString());
     fixture.refresh();
-    QCOMPARE(fixture.credit(), "t0 c200 b0 u0 =200");
+    QCOMPARE(fixture.credit(), QString("t0 c200 b0 u0 =200"));
     QVERIFY(fixture.sell(150));
 }
 
@@ -232,7 +232,7 @@ void TestMakingFinish::chargesWhatWasSet()
     fixture.coin(200);
     fixture.sell(150, 3);
     fixture.item.makingFinish({{"num", 9}, {"price", 10}, {"state", 2}});
-    QCOMPARE(fixture.credit(), "t0 c50 b0 u0 =50");
+    QCOMPARE(fixture.credit(), QString("t0 c50 b0 u0 =50"));
 }
 
 void TestMakingFinish::onlyADrinkDefersNewGoods_data()
@@ -285,7 +285,7 @@ void TestMakingFinish::nextSaleStartsAfresh()
     // The lever is listened to again.
     fixture.takeCommands();
     fixture.coinEvent(14);
-    QCOMPARE(fixture.takeCommands(), "coin 8");
+    QCOMPARE(fixture.takeCommands(), QString("coin 8"));
 }
 
 void TestMakingFinish::pendingRequestIsForgotten()
@@ -296,7 +296,7 @@ void TestMakingFinish::pendingRequestIsForgotten()
     fixture.finish(PaymentMDB::Drink_Ready);
     fixture.takeCommands();
     fixture.sell(150);
-    QCOMPARE(fixture.takeCommands(), "reader0 9");
+    QCOMPARE(fixture.takeCommands(), QString("reader0 9"));
 }
 
 void TestMakingFinish::withdrawalIsForgotten()

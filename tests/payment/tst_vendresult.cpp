@@ -137,7 +137,7 @@ void TestVendResult::totalIsComputedAnewWithoutARest()
     fixture.coin(150);
     fixture.sell(150);
     fixture.finish(PaymentMDB::Drink_Success);
-    QCOMPARE(fixture.credit(), "t0 c0 b0 u0 =0");
+    QCOMPARE(fixture.credit(), QString("t0 c0 b0 u0 =0"));
 }
 
 void TestVendResult::refundOfAFailedDrink_data()

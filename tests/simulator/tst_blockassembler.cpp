@@ -117,6 +117,8 @@ void TestBlockAssembler::bytesBecomeArrivals_data()
         << Script{{0, 0x0B, 0}, {1, 0x0B, 0}} << "command 0B ?1";
     QTest::newRow("mode bit on a data byte")
         << Script{{0, 0x0D, 1}, {1, 0x12, 1}, {1, 0x1F, 0}} << "command 0D12 ?1";
+    QTest::newRow("mode bit on a data byte, read late on a busy machine")
+        << Script{{0, 0x0D, 1}, {15, 0x12, 1}, {1, 0x1F, 0}} << "command 0D12 ?1";
     QTest::newRow("mode bit on an acknowledgement") << Script{{0, 0x00, 1}} << "ack 00 ?1";
 }
 

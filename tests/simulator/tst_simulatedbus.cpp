@@ -129,7 +129,7 @@ private Q_SLOTS:
     void replyIsSentAgainOnRequest();
     void wrongCheckByteGetsNoAnswer();
     void strayBytesAreCounted();
-    void blocksSurviveAMasterThatRunsAhead();
+    void blocksSurviveAMissingModeBit();
     void unpluggedDeviceIsSilent();
     void pluggingResetsTheDevice();
     void faultHitsTheReply_data();
@@ -320,16 +320,16 @@ void TestSimulatedBus::strayBytesAreCounted()
     QCOMPARE(bench.master->exchange(poll), hex("00"));
 }
 
-void TestSimulatedBus::blocksSurviveAMasterThatRunsAhead()
+void TestSimulatedBus::blocksSurviveAMissingModeBit()
 {
     Bench bench(Reply::ack());
     for (int exchange = 0; exchange < 20; ++exchange) {
         bench.master->sendByte(0x0B, false);
-        bench.master->sendByte(0x0B, true);
+        bench.master->sendByte(0x0B, false);
         QCOMPARE(bench.master->readReply(), hex("00"));
     }
     QCOMPARE(bench.counts.answered, 20);
-    QVERIFY(bench.bus.statistics("one").modeDoubts > 20);
+    QVERIFY(bench.bus.statistics("one").modeDoubts >= 20);
 }
 
 void TestSimulatedBus::unpluggedDeviceIsSilent()

@@ -90,7 +90,7 @@ bool PtyPair::modeBitOf(char byte) const
 
 void PtyPair::hangUp()
 {
-    if (m_master >= 0)
-        close(m_master);
-    m_master = -1;
+    const int master = m_master.exchange(-1);
+    if (master >= 0)
+        close(master);
 }

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 
+#include <atomic>
+
 /// A pseudo-terminal: the code under test opens path(), the test plays the far end.
 class PtyPair
 {
@@ -30,7 +32,8 @@ public:
     void hangUp();
 
 private:
-    int m_master = -1;
+    /// A peer may hang up on another thread than the one that looks.
+    std::atomic<int> m_master;
     int m_slave = -1;
     QByteArray m_path;
 };

@@ -118,7 +118,7 @@ TestCase {
         compare(machine.coin.plugged, false)
         tryVerify(function() { return countLines("[unplugged]") > 0 }, longEnough)
         tryVerify(function() { return machine.statistics.coin.silent > 5 }, longEnough)
-        compare(countLines("[unplugged]"), 1)
+        compare(countLines("POLL -> silence"), 1)
         verify(machine.replug("coin").ok)
         compare(machine.coin.plugged, true)
         tryVerify(function() { return countLines("was reset") > 1 }, longEnough)
