@@ -1,4 +1,5 @@
 #include <QCommandLineParser>
+#include <QDir>
 #include <QGuiApplication>
 #include <QLoggingCategory>
 #include <QQmlApplicationEngine>
@@ -54,6 +55,8 @@ QVariantMap readOptions(const QGuiApplication &application, bool headless)
     });
     parser.process(application);
     const QStringList size = parser.value("size").split('x');
+    if (parser.isSet("screenshots"))
+        QDir().mkpath(parser.value("screenshots"));
     return {{"headless", headless},
             {"width", size.value(0).toInt()},
             {"height", size.value(1).toInt()},

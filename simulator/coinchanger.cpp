@@ -81,7 +81,7 @@ Reply CoinChanger::answer(const QByteArray &block, qint64 nowMs)
     const bool aboveLevel = byteAt(block, 0) == 0x0F && m_config.level < 3;
     if (!known || aboveLevel || staysSilent(block))
         return Reply::silence();
-    const Reply reply = (this->*known->answer)(block);
+    Reply reply = (this->*known->answer)(block);
     if (reply.kind != Reply::Kind::Silence)
         m_lastAnswerMs = nowMs;
     return reply;

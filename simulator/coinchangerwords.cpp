@@ -84,8 +84,8 @@ QString pollWords(const QByteArray &data)
 QString CoinChanger::describeCommand(const QByteArray &block) const
 {
     const bool expansion = byteAt(block, 0) == 0x0F && block.size() > 1;
-    const QString name = expansion ? wordFor(expansionWords, byteAt(block, 1))
-                                   : wordFor(commandWords, byteAt(block, 0));
+    QString name = expansion ? wordFor(expansionWords, byteAt(block, 1))
+                             : wordFor(commandWords, byteAt(block, 0));
     const QByteArray data = block.mid(expansion ? 2 : 1);
     if (data.isEmpty())
         return name;

@@ -92,8 +92,8 @@ bool Machine::build(const QJsonObject &config, QString *error)
             reader.complain(QStringLiteral("\"%1\": %2").arg(kind.key, complaint));
     }
     m_bus->setExchangeListener([this](const Exchange &what) {
-        QMetaObject::invokeMethod(
-            this, [this, what] { Q_EMIT exchange(what); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, "exchange", Qt::QueuedConnection,
+                                  Q_ARG(mdbsim::Exchange, what));
     });
     return reader.finish(error);
 }
@@ -105,8 +105,7 @@ bool Machine::addDevice(const DeviceKind &kind, const QJsonObject &config, QStri
         return false;
     device->setEventSink([this, key = kind.key](QJsonObject what) {
         what.insert(QStringLiteral("device"), key);
-        QMetaObject::invokeMethod(
-            this, [this, what] { Q_EMIT event(what); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, "event", Qt::QueuedConnection, Q_ARG(QJsonObject, what));
     });
     if (m_bus->add(kind.key, kind.name, std::move(device)))
         return true;

@@ -69,7 +69,6 @@ void SimulatedMachine::start()
         Q_EMIT errorChanged();
     }
     refresh();
-    Q_EMIT runningChanged();
 }
 
 void SimulatedMachine::stop()
@@ -78,7 +77,6 @@ void SimulatedMachine::stop()
     m_machine.stop();
     m_lastPolls.clear();
     refresh();
-    Q_EMIT runningChanged();
 }
 
 QJsonObject SimulatedMachine::stateOf(const QString &device) const
@@ -87,6 +85,24 @@ QJsonObject SimulatedMachine::stateOf(const QString &device) const
 }
 
 void SimulatedMachine::refresh()
+{
+    refreshDevices();
+    refreshPort();
+}
+
+void SimulatedMachine::refreshPort()
+{
+    const QString port = m_machine.port();
+    if (m_port == port)
+        return;
+    const bool wasRunning = running();
+    m_port = port;
+    Q_EMIT portChanged();
+    if (running() != wasRunning)
+        Q_EMIT runningChanged();
+}
+
+void SimulatedMachine::refreshDevices()
 {
     static constexpr StateSignal stateSignals[] = {
         {QLatin1String("coin"), &SimulatedMachine::coinChanged},

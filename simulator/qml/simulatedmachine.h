@@ -21,7 +21,7 @@ class SimulatedMachine : public QObject, public QQmlParserStatus
     Q_INTERFACES(QQmlParserStatus)
     Q_PROPERTY(QJsonObject config READ config WRITE setConfig NOTIFY configChanged)
     Q_PROPERTY(bool running READ running WRITE setRunning NOTIFY runningChanged)
-    Q_PROPERTY(QString port READ port NOTIFY runningChanged)
+    Q_PROPERTY(QString port READ port NOTIFY portChanged)
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(bool idlePollsTraced MEMBER m_idlePollsTraced NOTIFY idlePollsTracedChanged)
     Q_PROPERTY(QJsonObject coin READ coin NOTIFY coinChanged)
@@ -37,10 +37,11 @@ public:
     /// machine is switched off and on again.
     QJsonObject config() const { return m_config; }
     void setConfig(const QJsonObject &config);
-    bool running() const { return !m_machine.port().isEmpty(); }
+    bool running() const { return !m_port.isEmpty(); }
     void setRunning(bool running);
-    /// What PaymentMDB::install() opens; empty while the machine is off.
-    QString port() const { return m_machine.port(); }
+    /// What PaymentMDB::install() opens; empty while the machine is off, another one after the
+    /// action "hangUp".
+    QString port() const { return m_port; }
     /// Why the machine did not start.
     QString error() const { return m_error; }
     /// What a person could see at each device, and its books; empty for a device that is not there.
@@ -74,6 +75,7 @@ public:
 Q_SIGNALS:
     void configChanged();
     void runningChanged();
+    void portChanged();
     void errorChanged();
     void idlePollsTracedChanged();
     void coinChanged();
@@ -92,6 +94,8 @@ private:
     void start();
     void stop();
     void refresh();
+    void refreshPort();
+    void refreshDevices();
     void trace(const mdbsim::Exchange &exchange);
     bool tellsNothing(const mdbsim::Exchange &exchange);
 
@@ -100,6 +104,7 @@ private:
     QJsonObject m_config = mdbsim::Machine::defaultConfig();
     QJsonObject m_states;
     QJsonObject m_statistics;
+    QString m_port;
     QString m_error;
     /// The last poll of each device in words.
     QHash<QString, QString> m_lastPolls;

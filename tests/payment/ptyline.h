@@ -1,22 +1,18 @@
 #pragma once
 
+#include "support/ptypair.h"
+
 #include <QString>
 
 /// A pseudo-terminal for an item to be installed on; nobody answers at its other end.
 class PtyLine
 {
 public:
-    PtyLine();
-    ~PtyLine();
-    PtyLine(const PtyLine &) = delete;
-    PtyLine &operator=(const PtyLine &) = delete;
-
     /// The path that install() takes.
-    QString port() const { return m_port; }
-    /// Descriptors that this process holds on the port.
+    QString port() const { return QString::fromLatin1(m_pty.path()); }
+    /// Descriptors that the item holds on the port.
     int openCount() const;
 
 private:
-    int m_master = -1;
-    QString m_port;
+    PtyPair m_pty;
 };

@@ -73,6 +73,8 @@ const QString logPrefix = QStringLiteral("PaymentMDB::makingFinish():---->");
 
 } // namespace
 
+Q_DECLARE_METATYPE(const Outcome *)
+
 void TestMakingFinish::everyCase_data()
 {
     QTest::addColumn<const Outcome *>("common");
@@ -332,8 +334,6 @@ void TestMakingFinish::acceptanceIsAllowedAgain()
     fixture.finish(PaymentMDB::Drink_Success);
     QTEST(fixture.takeCommands(), "commands");
 }
-
-Q_DECLARE_METATYPE(const Outcome *)
 
 QTEST_GUILESS_MAIN(TestMakingFinish)
 #include "tst_makingfinish.moc"

@@ -124,6 +124,8 @@ void TestCashlessVend::vends_data()
     row("a person denies", attended, inSession + R"(
             13 00 00 96 00 07 -> ack
             ! deny
+            ! approve => no vend waits for approval
+            ! deny => no vend waits for approval
             12 -> 06
             12 -> ack
             = readerState="session idle"

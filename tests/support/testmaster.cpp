@@ -72,7 +72,7 @@ QByteArray TestMaster::readReply(int waitMs)
 
 QByteArray TestMaster::exchange(const QByteArray &bytes)
 {
-    const QByteArray reply = ask(bytes);
+    QByteArray reply = ask(bytes);
     if (reply.size() > 1 && reply == withCheck(reply.left(reply.size() - 1)))
         acknowledge();
     return reply;

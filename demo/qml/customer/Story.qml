@@ -87,7 +87,7 @@ QtObject {
             && booked("coin", "paidOutValue") === cents
     }
 
-    /// Settings reset every device.
+    /// Settings and a new line reset every device.
     function changerCameBack() {
         return countEvents("reset") >= 4 && countEvents("enabled") > 0 && sees("coins-usable")
     }

@@ -42,6 +42,11 @@ PanelSection {
             Layout.fillWidth: true
             onClicked: panel.toggleJam()
         }
+        PanelButton {
+            text: "Pull cable"
+            Layout.fillWidth: true
+            onClicked: panel.machine.perform({ action: "hangUp" })
+        }
     }
     RowLayout {
         spacing: 6

@@ -70,12 +70,27 @@ TestCase {
         var machine = createTemporaryObject(coinsOnly, this)
         compare(machine.coin.coinTypes.length, 6)
         spy.target = machine
-        spy.signalName = "runningChanged"
+        spy.signalName = "portChanged"
         spy.clear()
         machine.config = { coin: { coinTypes: [{ credit: 4 }] } }
         verify(machine.running)
         verify(spy.count > 0)
         compare(machine.coin.coinTypes.length, 1)
+    }
+
+    function test_lineThatHangsUpComesBackElsewhere() {
+        var machine = machineWithMaster()
+        var port = machine.port
+        var resets = countLines("RESET")
+        spy.target = machine
+        spy.signalName = "portChanged"
+        spy.clear()
+        verify(machine.perform({ action: "hangUp" }).ok)
+        tryCompare(spy, "count", 1)
+        verify(machine.running)
+        verify(machine.port !== port)
+        verify(createTemporaryObject(payments, this).install(machine.port) > 0)
+        tryVerify(function() { return countLines("RESET") > resets }, longEnough)
     }
 
     function test_deviceThatIsNotThereHasNoState_data() {
