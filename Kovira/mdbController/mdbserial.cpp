@@ -8,10 +8,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <bitset>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <numeric>
 
 using protocollog::printBytes;
@@ -260,7 +260,7 @@ int MdbController::exchange(const char *data, int len, char *reply)
     // A reply that closePoll() cut is neither judged nor acknowledged: the device repeats it.
     if (count <= 0 || m_closeWanted)
         return noReply;
-    std::memcpy(reply, received, static_cast<std::size_t>(count));
+    std::copy_n(received, count, reply);
     return count == 1 ? judgeSingleByte(received[0]) : judgeBlock(received, count);
 }
 
@@ -270,7 +270,7 @@ bool MdbController::sendBlock(const char *data, int len)
 {
     char block[blockCapacity] = {};
     len = qBound(0, len, blockCapacity - 1);
-    std::memcpy(block, data, static_cast<std::size_t>(len));
+    std::copy_n(data, len, block);
     block[len] = checkByte(data, len);
 
     if (configureForByte(parity(block[0]) ? 'E' : 'O') != 0)

@@ -27,8 +27,6 @@ private Q_SLOTS:
     void cardIsGoneAfter();
     void openRequestIsClosedBy_data();
     void openRequestIsClosedBy();
-    void waitingForACardIsOverAfter_data();
-    void waitingForACardIsOverAfter();
     void denialCancelsTheOrderUnlessCovered_data();
     void denialCancelsTheOrderUnlessCovered();
     void goodsAreDroppedByThePublicationAfter_data();
@@ -37,8 +35,6 @@ private Q_SLOTS:
     void releaseRaisesThePermission();
     void cardSaleIsOver_data();
     void cardSaleIsOver();
-    void holdTimerIsStoppedBy_data();
-    void holdTimerIsStoppedBy();
     void staleActionIsHandledAgain();
     void otherEventsChangeNothing_data();
     void otherEventsChangeNothing();
@@ -277,36 +273,6 @@ void TestCashlessEvents::openRequestIsClosedBy()
     QTEST(fixture.takeCommands(), "commands");
 }
 
-void TestCashlessEvents::waitingForACardIsOverAfter_data()
-{
-    QTest::addColumn<int>("event");
-    QTest::addColumn<bool>("over");
-
-    QTest::newRow("denial") << 4 << true;
-    QTest::newRow("cancel") << 7 << true;
-    QTest::newRow("end of the session") << 8 << true;
-    QTest::newRow("display request waits on") << 9 << false;
-}
-
-void TestCashlessEvents::waitingForACardIsOverAfter()
-{
-    QFETCH(int, event);
-    QFETCH(bool, over);
-
-    PaymentFixture fixture;
-    fixture.readerReady();
-    fixture.sell(150);
-    // From a reader that cannot be used, so that the publication does not wait anew.
-    QJsonObject record = withAction(reader(), event);
-    record.insert("state", records::state(false, false));
-    fixture.report(record);
-    fixture.beginSession();
-    fixture.sell(150);
-    fixture.log.take();
-    fixture.clock.advance(3300);
-    QCOMPARE(fixture.log.take().filter("cashlessPay()").isEmpty(), over);
-}
-
 void TestCashlessEvents::denialCancelsTheOrderUnlessCovered_data()
 {
     QTest::addColumn<int>("credit");
@@ -427,35 +393,6 @@ void TestCashlessEvents::cardSaleIsOver()
     fixture.refresh();
     const QString line = prefix + "isCardPay =  " + (over ? "false" : "true");
     QCOMPARE(fixture.log.take().at(1), line);
-}
-
-void TestCashlessEvents::holdTimerIsStoppedBy_data()
-{
-    QTest::addColumn<int>("event");
-    QTest::addColumn<bool>("stopped");
-
-    QTest::newRow("denial") << 4 << true;
-    QTest::newRow("cancel") << 7 << true;
-    QTest::newRow("end of the session") << 8 << true;
-    QTest::newRow("display request does not") << 9 << false;
-    QTest::newRow("approval does not") << 3 << false;
-}
-
-void TestCashlessEvents::holdTimerIsStoppedBy()
-{
-    QFETCH(int, event);
-    QFETCH(bool, stopped);
-
-    PaymentFixture fixture;
-    fixture.readerReady();
-    fixture.sell(150);
-    fixture.beginSession();
-    fixture.readerEvent(event);
-    fixture.sell(150);
-    fixture.log.take();
-    fixture.clock.advance(3300);
-    const QStringList payments = fixture.log.take().filter("cashlessPay()----------->cardTouch:");
-    QCOMPARE(payments.isEmpty(), stopped);
 }
 
 // A reader's record keeps its last denial: each later report of the reader carries it again.

@@ -23,6 +23,10 @@ private Q_SLOTS:
     void goodsBeforeCardAskInTheSameCall();
     void holdTimeFindsTheRequestPending();
     void holdTimeIsOnlyForAWaitingSale();
+    void waitingForACardIsOverAfter_data();
+    void waitingForACardIsOverAfter();
+    void holdTimerIsStoppedBy_data();
+    void holdTimerIsStoppedBy();
     void cancel_data();
     void cancel();
     void cancelOfBothKeys_data();
@@ -251,6 +255,65 @@ void TestCashlessPay::holdTimeIsOnlyForAWaitingSale()
     fixture.log.take();
     fixture.clock.advance(10000);
     QVERIFY(fixture.log.take().filter(payPrefix).isEmpty());
+}
+
+void TestCashlessPay::waitingForACardIsOverAfter_data()
+{
+    QTest::addColumn<int>("event");
+    QTest::addColumn<bool>("over");
+
+    QTest::newRow("denial") << 4 << true;
+    QTest::newRow("cancel") << 7 << true;
+    QTest::newRow("end of the session") << 8 << true;
+    QTest::newRow("display request waits on") << 9 << false;
+}
+
+void TestCashlessPay::waitingForACardIsOverAfter()
+{
+    QFETCH(int, event);
+    QFETCH(bool, over);
+
+    PaymentFixture fixture;
+    fixture.readerReady();
+    fixture.sell(150);
+    // From a reader that cannot be used, so that the publication does not wait anew.
+    QJsonObject record = records::withAction(records::reader(), event);
+    record.insert("state", records::state(false, false));
+    fixture.report(record);
+    fixture.beginSession();
+    fixture.sell(150);
+    fixture.log.take();
+    fixture.clock.advance(3300);
+    QCOMPARE(fixture.log.take().filter("cashlessPay()").isEmpty(), over);
+}
+
+void TestCashlessPay::holdTimerIsStoppedBy_data()
+{
+    QTest::addColumn<int>("event");
+    QTest::addColumn<bool>("stopped");
+
+    QTest::newRow("denial") << 4 << true;
+    QTest::newRow("cancel") << 7 << true;
+    QTest::newRow("end of the session") << 8 << true;
+    QTest::newRow("display request does not") << 9 << false;
+    QTest::newRow("approval does not") << 3 << false;
+}
+
+void TestCashlessPay::holdTimerIsStoppedBy()
+{
+    QFETCH(int, event);
+    QFETCH(bool, stopped);
+
+    PaymentFixture fixture;
+    fixture.readerReady();
+    fixture.sell(150);
+    fixture.beginSession();
+    fixture.readerEvent(event);
+    fixture.sell(150);
+    fixture.log.take();
+    fixture.clock.advance(3300);
+    const QStringList payments = fixture.log.take().filter("cashlessPay()----------->cardTouch:");
+    QCOMPARE(payments.isEmpty(), stopped);
 }
 
 void TestCashlessPay::cancel_data()

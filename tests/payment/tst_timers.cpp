@@ -15,8 +15,12 @@ class TestTimers : public QObject
 private Q_SLOTS:
     void endOfPayment_data();
     void endOfPayment();
+    void endOfSale_data();
+    void endOfSale();
     void endOfCardPayment_data();
     void endOfCardPayment();
+    void endOfCardSession_data();
+    void endOfCardSession();
     void endAfterCancelling_data();
     void endAfterCancelling();
     void endOfPaymentLogs();
@@ -99,6 +103,17 @@ void TestTimers::endOfPayment_data()
         f.coinEvent(14);
     });
     addRow("payout finished", never, [](F &f) { f.coinEvent(3); });
+}
+
+void TestTimers::endOfPayment()
+{
+    compareEnd();
+}
+
+void TestTimers::endOfSale_data()
+{
+    using F = PaymentFixture;
+    addColumns();
     addRow("settled without credit", 500, [](F &f) { f.item.settleAccounts(); });
     addRow("settled with coins", never, [](F &f) {
         f.coin(70);
@@ -138,7 +153,7 @@ void TestTimers::endOfPayment_data()
     addRow("bus closed", never, [](F &f) { f.item.closeMDB(); });
 }
 
-void TestTimers::endOfPayment()
+void TestTimers::endOfSale()
 {
     compareEnd();
 }
@@ -179,6 +194,17 @@ void TestTimers::endOfCardPayment_data()
         f.readerEvent(7);
         f.readerEvent(7);
     });
+}
+
+void TestTimers::endOfCardPayment()
+{
+    compareEnd();
+}
+
+void TestTimers::endOfCardSession_data()
+{
+    using F = PaymentFixture;
+    addColumns();
     addRow("a denial is no first cancel", 3000, [](F &f) {
         f.readerEvent(4);
         f.clock.advance(4000);
@@ -213,7 +239,7 @@ void TestTimers::endOfCardPayment_data()
     });
 }
 
-void TestTimers::endOfCardPayment()
+void TestTimers::endOfCardSession()
 {
     compareEnd();
 }

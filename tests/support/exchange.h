@@ -94,6 +94,16 @@ QByteArray printedBy(Activity activity)
     return output.take();
 }
 
+/// "<prefix>rx_buf[<index>] = 0x<value>" for each byte of a reply from index first on.
+inline QByteArray byteLines(const QByteArray &prefix, const QByteArray &reply, int first = 0)
+{
+    QByteArray lines;
+    for (int i = first; i < reply.size(); ++i)
+        lines += prefix + "rx_buf[" + QByteArray::number(i) + "] = 0x"
+            + QByteArray::number(static_cast<unsigned char>(reply[i]), 16) + '\n';
+    return lines;
+}
+
 /// A JSON object as text whose keys are in a fixed order, for comparisons that show both sides.
 inline QByteArray text(const QJsonObject &object)
 {

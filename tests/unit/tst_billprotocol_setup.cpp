@@ -5,6 +5,7 @@
 
 using exchange::answer;
 using exchange::bringUp;
+using exchange::byteLines;
 using exchange::json;
 using exchange::printedBy;
 
@@ -22,16 +23,6 @@ QByteArray billTypesOf(const QJsonObject &state)
             + QByteArray::number(type.value("value").toInt(-1));
     }
     return types.join(' ');
-}
-
-/// What a decoder prints of a reply.
-QByteArray bytesOf(const QByteArray &prefix, const QByteArray &reply)
-{
-    QByteArray lines;
-    for (int i = 0; i < reply.size(); ++i)
-        lines += prefix + "rx_buf[" + QByteArray::number(i) + "] = 0x"
-            + QByteArray::number(quint8(reply[i]), 16) + '\n';
-    return lines;
 }
 
 } // namespace
@@ -203,7 +194,7 @@ void BillProtocolSetupTest::printsSetup()
     BillValidator validator;
     bringUp(validator, 2);
     QCOMPARE(printedBy([&] { exchange::deliver(validator, length, reply); }),
-             bytesOf("[bill_setup]", reply));
+             byteLines("[bill_setup]", reply));
 }
 
 void BillProtocolSetupTest::reportsBillType_data()
@@ -256,7 +247,7 @@ void BillProtocolSetupTest::printsBillType()
     BillValidator validator;
     bringUp(validator, 7);
     QCOMPARE(printedBy([&] { exchange::deliver(validator, length, reply); }),
-             bytesOf("[bill_type]", reply));
+             byteLines("[bill_type]", reply));
 }
 
 void BillProtocolSetupTest::reportsTheLevelWithAnIdentification_data()
@@ -331,7 +322,7 @@ void BillProtocolSetupTest::printsIdentifications()
     bringUp(validator, number);
     const QByteArray reply(40, 'A');
     QCOMPARE(printedBy([&] { exchange::deliver(validator, length, reply); }),
-             bytesOf(prefix, reply.left(printedBytes)));
+             byteLines(prefix, reply.left(printedBytes)));
 }
 
 void BillProtocolSetupTest::readsTheStacker_data()
@@ -359,7 +350,7 @@ void BillProtocolSetupTest::readsTheStacker()
     bringUp(validator, 6);
     const QByteArray reply = exchange::bytes(received);
     QCOMPARE(printedBy([&] { exchange::deliver(validator, length, reply); }),
-             bytesOf("[bill_stacker]", length < 2 ? QByteArray() : reply));
+             byteLines("[bill_stacker]", length < 2 ? QByteArray() : reply));
     QTEST(validator.stackerCount(), "count");
     QCOMPARE(RecordSink::takeRecords(), QByteArrayList());
 }

@@ -4,6 +4,7 @@
 
 using exchange::answer;
 using exchange::bringUp;
+using exchange::byteLines;
 using exchange::json;
 using exchange::printedBy;
 
@@ -19,15 +20,6 @@ QByteArray identification(char options, const QByteArray &identity = "ABC1234567
 QByteArray withCheckByte(const QByteArray &data)
 {
     return exchange::block(data.toHex());
-}
-
-QByteArray bytesOf(const QByteArray &prefix, const QByteArray &reply)
-{
-    QByteArray lines;
-    for (int i = 0; i < reply.size(); ++i)
-        lines += prefix + "rx_buf[" + QByteArray::number(i) + "] = 0x"
-            + QByteArray::number(quint8(reply[i]), 16) + '\n';
-    return lines;
 }
 
 /// A reader that has told its level and country code 0x18 0x40.
@@ -102,7 +94,7 @@ void CashlessProtocolIdentityTest::printsThePeripheralId()
     ReaderOfLevel reader(level);
     const QByteArray printed = printedBy([&] { exchange::answerRaw(reader, reply); });
     const QByteArray bytes = "------------MDB_REPLY_PERIPHERIAL_ID ----------------\n"
-        + bytesOf("MDB_REPLY_PERIPHERIAL_ID ", reply);
+        + byteLines("MDB_REPLY_PERIPHERIAL_ID ", reply);
     QCOMPARE(printed.left(bytes.size()), bytes);
     QTEST(printed.mid(bytes.size()), "options text");
 }
@@ -142,7 +134,7 @@ void CashlessProtocolIdentityTest::printsTheAnswerToRequestId()
     ReaderOfLevel reader(level);
     bringUp(reader, 13);
     const QByteArray printed = printedBy([&] { exchange::deliver(reader, length, reply); });
-    const QByteArray bytes = bytesOf("[cashless_request_id]", reply.left(length));
+    const QByteArray bytes = byteLines("[cashless_request_id]", reply.left(length));
     QCOMPARE(printed.left(bytes.size()), bytes);
     QTEST(printed.mid(bytes.size()), "options text");
     QCOMPARE(RecordSink::take().size(), 1);

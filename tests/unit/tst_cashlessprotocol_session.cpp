@@ -5,6 +5,7 @@
 using exchange::acknowledge;
 using exchange::answer;
 using exchange::bringUp;
+using exchange::byteLines;
 using exchange::command;
 using exchange::json;
 using exchange::printedBy;
@@ -13,15 +14,6 @@ using Commands = std::vector<int>;
 Q_DECLARE_METATYPE(Commands)
 
 namespace {
-
-QByteArray bytesOf(const QByteArray &prefix, const QByteArray &reply)
-{
-    QByteArray lines;
-    for (int i = 0; i < reply.size(); ++i)
-        lines += prefix + "rx_buf[" + QByteArray::number(i) + "] = 0x"
-            + QByteArray::number(quint8(reply[i]), 16) + '\n';
-    return lines;
-}
 
 /// Session state of a reader that is not idle, as begin session prints it; 2 if it is idle.
 int sessionState(CashlessReader &reader)
@@ -181,7 +173,7 @@ void CashlessProtocolSessionTest::decodesTheAnswerToVendRequest()
     reader.beginSession();
     bringUp(reader, 9);
     QCOMPARE(printedBy([&] { exchange::deliver(reader, length, reply); }),
-             bytesOf("[vend req]", reply));
+             byteLines("[vend req]", reply));
     QByteArrayList types;
     for (const auto &report : RecordSink::take())
         types += QByteArray::number(report.action().value("type").toInt());
@@ -382,7 +374,7 @@ void CashlessProtocolSessionTest::clearsTheAmountAfterRevalue()
     reader.setRevalue(500);
     acknowledge(reader);
     QCOMPARE(printedBy([&] { exchange::deliver(reader, length, reply); }),
-             bytesOf("[cashless_revalue]", reply));
+             byteLines("[cashless_revalue]", reply));
     bringUp(reader, 16);
     QCOMPARE(command(reader), QByteArray("15 00 00 00"));
     QCOMPARE(RecordSink::takeRecords(), QByteArrayList());

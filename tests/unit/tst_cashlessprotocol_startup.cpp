@@ -5,6 +5,7 @@
 using exchange::acknowledge;
 using exchange::answer;
 using exchange::bringUp;
+using exchange::byteLines;
 using exchange::command;
 using exchange::fail;
 using exchange::json;
@@ -17,16 +18,6 @@ namespace {
 
 constexpr const char *justReset = "-------------MDB_REPLY_JUST_RESET---------------\n"
                                   "-------------isInit  0---------------\n";
-
-/// What a decoder prints of a reply from its byte first on.
-QByteArray bytesOf(const QByteArray &prefix, const QByteArray &reply, int first = 0)
-{
-    QByteArray lines;
-    for (int i = first; i < reply.size(); ++i)
-        lines += prefix + "rx_buf[" + QByteArray::number(i) + "] = 0x"
-            + QByteArray::number(quint8(reply[i]), 16) + '\n';
-    return lines;
-}
 
 /// True if the reader would handle a JUST RESET.
 bool takesAJustReset(CashlessReader &reader)
@@ -191,7 +182,7 @@ void CashlessProtocolStartupTest::printsTheConfiguration()
     CashlessReader reader;
     QCOMPARE(printedBy([&] { exchange::answerRaw(reader, reply); }),
              "------------MDB_REPLY_READER_CFG ----------------\n"
-                 + bytesOf("[cashless_setup]", reply) + "level: 3\n");
+                 + byteLines("[cashless_setup]", reply) + "level: 3\n");
 }
 
 void CashlessProtocolStartupTest::writesTheCountryCode_data()
@@ -272,7 +263,7 @@ void CashlessProtocolStartupTest::needsNineBytesOfTheAnswerToSetup()
     bringUp(reader, 3);
     RecordSink::take();
     QCOMPARE(printedBy([&] { exchange::deliver(reader, length, reply); }),
-             bytesOf("analysisSetUp() [cashless_setup]", reply.left(qMax(0, length)), 1));
+             byteLines("analysisSetUp() [cashless_setup]", reply.left(qMax(0, length)), 1));
     QCOMPARE(RecordSink::take().size(), reports);
     QCOMPARE(reader.pendingCommands().size() > 1, reports == 1);
 }
@@ -307,7 +298,7 @@ void CashlessProtocolStartupTest::enablesTheReader()
     CashlessReader reader;
     bringUp(reader, 5);
     QCOMPARE(printedBy([&] { exchange::deliver(reader, length, reply); }),
-             bytesOf("[mdb_enable]", reply));
+             byteLines("[mdb_enable]", reply));
     QTEST(RecordSink::takeStates(), "states");
 }
 
@@ -356,7 +347,7 @@ void CashlessProtocolStartupTest::resetsTheReader()
     reader.enable();
     bringUp(reader, 1);
     QCOMPARE(printedBy([&] { exchange::deliver(reader, length, reply); }),
-             bytesOf("[mdb_reset]", reply));
+             byteLines("[mdb_reset]", reply));
     QCOMPARE(RecordSink::takeStates(), states);
     // A reset reader begins no session.
     const QByteArray printed = printedBy([&] { answer(reader, "03 01 F4"); });

@@ -361,10 +361,7 @@ void CoinProtocolSetupTest::printsIdentification()
 {
     QFETCH(QByteArray, received);
     QFETCH(QByteArray, model);
-    QByteArray expected;
-    for (int i = 0; i < received.size(); ++i)
-        expected += "[coin_expansion_id]rx_buf[" + QByteArray::number(i) + "] = 0x"
-            + QByteArray::number(quint8(received[i]), 16) + '\n';
+    const QByteArray expected = exchange::byteLines("[coin_expansion_id]", received);
     CoinChanger changer;
     bringUp(changer, 6);
     const QByteArray printed = printedBy([&] { exchange::answerRaw(changer, received); });

@@ -18,7 +18,8 @@ QtObject {
         OfflineStory { },
         LanguageStory { },
         PanelStory { },
-        MoreDrinksStory { }
+        MoreDrinksStory { },
+        CableStory { }
     ]
     property var queue: []
 

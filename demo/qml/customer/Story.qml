@@ -87,9 +87,13 @@ QtObject {
             && booked("coin", "paidOutValue") === cents
     }
 
-    /// Settings and a new line reset every device.
+    /// The changer was reset, as by settings or on a new line, and takes coins again.
     function changerCameBack() {
-        return countEvents("reset") >= 4 && countEvents("enabled") > 0 && sees("coins-usable")
+        var steps = events.filter(function(event) {
+            return event.device === "coin" && (event.event === "reset" || event.event === "enabled")
+        })
+        return steps.length > 1 && steps[steps.length - 1].event === "enabled"
+            && sees("coins-usable")
     }
 
     /// The sale is over, and nothing of it is left.
