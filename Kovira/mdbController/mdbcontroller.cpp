@@ -32,10 +32,10 @@ public:
         if (wanted == m_wanted)
             return;
         m_wanted = wanted;
-        sched_param parameters {};
+        sched_param parameters{};
         parameters.sched_priority = wanted ? realTimePriority : 0;
-        const int error = pthread_setschedparam(pthread_self(), wanted ? SCHED_FIFO : SCHED_OTHER,
-                                                &parameters);
+        const int error =
+            pthread_setschedparam(pthread_self(), wanted ? SCHED_FIFO : SCHED_OTHER, &parameters);
         if (error != 0 && !m_complained)
             qCInfo(busLog, "The bus thread runs without real-time scheduling: %s",
                    qPrintable(qt_error_string(error)));

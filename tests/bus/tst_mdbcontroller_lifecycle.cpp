@@ -269,9 +269,10 @@ void TestMdbControllerLifecycle::installAfterClosePollWaitsForTheCutExchangeOnly
     master.closePoll();
     auto opening =
         std::async(std::launch::async, [&] { return master.mdbSerialInit(next.line.path()); });
-    QCOMPARE(opening.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    const auto meanwhile = opening.wait_for(std::chrono::milliseconds(50));
     bus.hold.release();
     QVERIFY(opening.get() > 0);
+    QCOMPARE(meanwhile, std::future_status::timeout);
     QCOMPARE(bus.probe.texts(), QByteArrayList({"wait 3 silent", "close"}));
 }
 
@@ -339,10 +340,12 @@ void TestMdbControllerLifecycle::newRoundBeginsWithTheFirstDevice()
         master.startPoll();
         return fd;
     });
-    QCOMPARE(restart.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    QCOMPARE(busThreads(), 1);
+    const auto meanwhile = restart.wait_for(std::chrono::milliseconds(50));
+    const int threads = busThreads();
     bus.hold.release();
     QVERIFY(restart.get() > 0);
+    QCOMPARE(meanwhile, std::future_status::timeout);
+    QCOMPARE(threads, 1);
     for (const int device : {0x12, 0x62, 0x33, 0x0B}) {
         QVERIFY(bus.probe.waitForByte(device));
         QCOMPARE(busThreads(), 1);

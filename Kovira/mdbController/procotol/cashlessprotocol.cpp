@@ -37,7 +37,8 @@ CashlessProtocol::CashlessProtocol() : QueuedProtocol(mdb::cashless::address)
     startWithPoll(getDeviceType());
 }
 
-CashlessProtocol::CashlessProtocol(char busAddress) : QueuedProtocol(static_cast<quint8>(busAddress))
+CashlessProtocol::CashlessProtocol(char busAddress)
+    : QueuedProtocol(static_cast<quint8>(busAddress))
 {
     initCmdCode();
 }
