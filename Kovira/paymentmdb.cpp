@@ -36,7 +36,7 @@ void PaymentMDB::initTimer()
     });
 }
 
-int PaymentMDB::install(QString port)
+int PaymentMDB::install(const QString &port)
 {
     const int result = m_mdbController.mdbSerialInit(port.toLatin1().constData());
     if (result <= 0)

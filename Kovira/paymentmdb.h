@@ -63,17 +63,17 @@ public:
 
     /// Opens the serial device and starts the bus. Returns a value above 0, or -1 when the device
     /// cannot be opened or is no serial line; a bus that was running then goes on.
-    Q_INVOKABLE int install(QString port);
+    Q_INVOKABLE int install(const QString &port);
     /// Stops the bus, drops all credit and publishes that.
     Q_INVOKABLE void closeMDB();
     /// Applies the settings that the object contains, and opens the bus anew, or stops it when no
     /// device is in use. docs/qml-api.md lists the keys.
-    Q_INVOKABLE void setting(QJsonObject obj);
+    Q_INVOKABLE void setting(const QJsonObject &obj);
     /// Starts the sale of {"num", "price"}. False if a key is missing, or if a drink has just
     /// finished: the sale then starts by itself three seconds later.
-    Q_INVOKABLE bool setSellGoods(QJsonObject obj);
+    Q_INVOKABLE bool setSellGoods(const QJsonObject &obj);
     /// Ends the sale with the drink's result {"num", "price", "state", "vendCashType"}.
-    Q_INVOKABLE bool makingFinish(QJsonObject obj);
+    Q_INVOKABLE bool makingFinish(const QJsonObject &obj);
     /// Abandons the sale.
     Q_INVOKABLE bool cancelGoods();
     /// Gives the customer back what is left: the bill in escrow and change; tokens are forfeited.

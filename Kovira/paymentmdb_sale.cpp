@@ -15,7 +15,7 @@ constexpr int levelWithoutCancelAnswer = 2;
 
 } // namespace
 
-bool PaymentMDB::setSellGoods(QJsonObject obj)
+bool PaymentMDB::setSellGoods(const QJsonObject &obj)
 {
     qCDebug(paymentLog) << "PaymentMDB::setSellGoods() obj = " << obj;
     qCDebug(paymentLog) << "PaymentMDB::setSellGoods() finishProtect = " << m_finishProtect;

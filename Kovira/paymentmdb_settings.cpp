@@ -38,7 +38,7 @@ constexpr const char *useKeys[MdbController::deviceCount] = {"useCashless1", "us
 
 } // namespace
 
-void PaymentMDB::setting(QJsonObject obj)
+void PaymentMDB::setting(const QJsonObject &obj)
 {
     readSetting(obj, "makeModel", &m_makeModel);
     readSetting(obj, "allowRevalue", &m_allowRevalue);

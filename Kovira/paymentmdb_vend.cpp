@@ -10,7 +10,7 @@ constexpr int finishProtectMs = 3000;
 
 } // namespace
 
-bool PaymentMDB::makingFinish(QJsonObject obj)
+bool PaymentMDB::makingFinish(const QJsonObject &obj)
 {
     qCDebug(paymentLog) << "PaymentMDB::makingFinish()" << obj;
     if (!obj.contains(recordkey::num) || !obj.contains(publishedkey::price)

@@ -22,3 +22,5 @@ BUILD_PACKAGES=(g++ cmake ninja-build qtbase5-dev qtdeclarative5-dev qtdeclarati
 RUN_PACKAGES=(qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-layouts
     qml-module-qtquick-controls2 fonts-dejavu-core)
 TEST_PACKAGES=(qml-module-qttest)
+CLANG_PACKAGES=(clang libclang-rt-14-dev)
+LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)

@@ -213,6 +213,7 @@ bool MdbController::anyDeviceEnabled() const
                        [](const std::atomic<bool> &enabled) { return enabled.load(); });
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the state callback hands records by value
 void MdbController::getDeviceState(QJsonObject obj, int deviceNo)
 {
     MdbController *const controller = beginEmission(obj, deviceNo);

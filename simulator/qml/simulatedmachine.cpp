@@ -104,7 +104,7 @@ void SimulatedMachine::refreshPort()
 
 void SimulatedMachine::refreshDevices()
 {
-    static constexpr StateSignal stateSignals[] = {
+    static const StateSignal stateSignals[] = {
         {QLatin1String("coin"), &SimulatedMachine::coinChanged},
         {QLatin1String("bill"), &SimulatedMachine::billChanged},
         {QLatin1String("cashless1"), &SimulatedMachine::cashless1Changed},
@@ -151,7 +151,7 @@ bool SimulatedMachine::tellsNothing(const mdbsim::Exchange &exchange)
 
 QJsonObject SimulatedMachine::perform(const QJsonObject &action)
 {
-    const QJsonObject answer = m_machine.perform(action);
+    QJsonObject answer = m_machine.perform(action);
     refresh();
     return answer;
 }

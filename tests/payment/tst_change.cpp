@@ -114,7 +114,7 @@ void TestChange::saleTakesThePriceFrom_data()
     QTest::addColumn<QString>("credit");
     QTest::addColumn<QString>("commands");
 
-    const auto row = [](const char *name, QVector<int> cash, int price, const char *credit,
+    const auto row = [](const char *name, const QVector<int> &cash, int price, const char *credit,
                         const char *commands = "") {
         QTest::newRow(name) << cash << price << QString(credit) << QString(commands);
     };

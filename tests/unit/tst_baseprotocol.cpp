@@ -108,7 +108,7 @@ void BaseProtocolTest::leavesTheReplyBufferAlone()
     char reply[] = "reply";
     device.analysisData(5, reply);
     device.analysisData(-1, nullptr);
-    QCOMPARE(reply, "reply");
+    QCOMPARE(QByteArray(reply), QByteArray("reply"));
 }
 
 void BaseProtocolTest::reportsNothing()

@@ -2,6 +2,7 @@
 #include "support/recordsink.h"
 #include "unit/twoentrydevice.h"
 
+#include <QScopedValueRollback>
 #include <QtTest>
 
 using exchange::json;
@@ -224,7 +225,7 @@ void QueuedProtocolReportsTest::storesTheActionWithItsTypeAsItIs()
 void QueuedProtocolReportsTest::takesTheActionOutBeforeTheCallbackRuns()
 {
     TwoEntryDevice device;
-    reportingDevice = &device;
+    const QScopedValueRollback<TwoEntryDevice *> reporting(reportingDevice, &device);
     device.setGetAllState(&lookAtTheDevice);
     device.storeAction(4);
     device.reportAndDropAction();
@@ -235,7 +236,7 @@ void QueuedProtocolReportsTest::takesTheActionOutBeforeTheCallbackRuns()
 void QueuedProtocolReportsTest::holdsNoLockWhileTheCallbackRuns()
 {
     TwoEntryDevice device;
-    reportingDevice = &device;
+    const QScopedValueRollback<TwoEntryDevice *> reporting(reportingDevice, &device);
     device.setGetAllState(&lookAtTheDevice);
     device.report();
     QCOMPARE(device.pendingCommands(), (std::vector<int>{0, 1}));

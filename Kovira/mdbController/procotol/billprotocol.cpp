@@ -10,7 +10,6 @@
 using namespace mdb::bill;
 using protocollog::print;
 using protocollog::printBytes;
-using protocollog::printLine;
 
 namespace {
 
@@ -54,7 +53,7 @@ BillProtocol::BillProtocol() : QueuedProtocol(mdb::bill::address)
 {
     initCmdCode();
     insertIntoState(recordkey::tpyeAllow, m_tpyeAllow.load());
-    startWithPoll(getDeviceType());
+    startWithPoll(BillProtocol::getDeviceType());
 }
 
 void BillProtocol::initCmdCode()

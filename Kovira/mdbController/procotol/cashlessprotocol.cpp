@@ -34,7 +34,7 @@ CashlessProtocol::CashlessProtocol() : QueuedProtocol(mdb::cashless::address)
 {
     initCmdCode();
     insertIntoRecord(recordkey::alwaysIdle, false);
-    startWithPoll(getDeviceType());
+    startWithPoll(CashlessProtocol::getDeviceType());
 }
 
 CashlessProtocol::CashlessProtocol(char busAddress)

@@ -57,7 +57,7 @@ bool isDenomination(int value)
 CoinProtocol::CoinProtocol() : QueuedProtocol(mdb::coin::address)
 {
     initCmdCode();
-    startWithPoll(getDeviceType());
+    startWithPoll(CoinProtocol::getDeviceType());
 }
 
 void CoinProtocol::initCmdCode()
