@@ -3,12 +3,13 @@
 #include <QFile>
 #include <QtAlgorithms>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
-#include <thread>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -21,10 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// 11 bits at 9600 baud.
-constexpr auto byteTime = std::chrono::microseconds(1146);
 /// Longer than the 6.15 ms between two bytes that a master has to tolerate.
-constexpr auto cuttingGap = std::chrono::milliseconds(8);
+constexpr qint64 cuttingGapUs = 8000;
 
 bool complain(QString *error, const char *what, int code)
 {
@@ -45,6 +44,12 @@ qint64 monotonicUs()
 {
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+void sleepUntilUs(qint64 timeUs)
+{
+    const timespec until = {timeUs / 1000000, timeUs % 1000000 * 1000};
+    while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) { }
 }
 
 bool modeBitOf(quint8 byte, tcflag_t flags)
@@ -151,12 +156,11 @@ void PtyLine::write(const QByteArray &bytes, Pace pace)
     const int step = pace == Pace::Whole ? bytes.size()
         : pace == Pace::Paced            ? 1
                                          : (bytes.size() + 1) / 2;
+    qint64 dueUs = monotonicUs();
     for (int sent = 0; sent < bytes.size(); sent += step) {
-        if (sent > 0 && pace == Pace::Gap)
-            std::this_thread::sleep_for(cuttingGap);
+        sleepUntilUs(dueUs);
         writePiece(bytes.mid(sent, step));
-        if (pace == Pace::Paced)
-            std::this_thread::sleep_for(byteTime);
+        dueUs += pace == Pace::Gap ? cuttingGapUs : byteTimeUs;
     }
 }
 

@@ -16,12 +16,18 @@ struct LineByte
     bool modeBit = false;
     /// False if the master may already have changed the parity for its next byte.
     bool modeSure = true;
-    /// Monotonic time at which the byte was read, in microseconds.
+    /// Monotonic time at which the byte was read, in microseconds. A pseudo-terminal hands a byte
+    /// over when its sender begins it; a real line would hold it for another byteTimeUs.
     qint64 timeUs = 0;
 };
 
+/// 11 bits at 9600 baud.
+constexpr qint64 byteTimeUs = 1146;
+
 /// Monotonic time in microseconds, the clock of LineByte::timeUs.
 qint64 monotonicUs();
+/// Returns at once if that time is over.
+void sleepUntilUs(qint64 timeUs);
 
 /// The mode bit that a byte carries when it is sent with these c_cflag bits.
 bool modeBitOf(quint8 byte, tcflag_t flags);

@@ -3,7 +3,6 @@
 #include "jsonreader.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include <pthread.h>
@@ -253,11 +252,10 @@ Exchange SimulatedBus::prepare(Device *device, const Arrival &arrival, int *dela
 
 void SimulatedBus::send(Device *device, Exchange exchange, const Arrival &arrival, int delayMs)
 {
-    if (delayMs > 0)
-        std::this_thread::sleep_for(std::chrono::milliseconds(delayMs));
-    exchange.replyDelayUs = monotonicUs() - arrival.timeUs;
+    const qint64 blockEndUs = arrival.timeUs + byteTimeUs;
+    const qint64 startUs = blockEndUs + delayMs * 1000;
     if (!exchange.sent.isEmpty())
-        m_line.write(exchange.sent, paceOf(exchange.fault));
+        exchange.replyDelayUs = put(exchange.sent, paceOf(exchange.fault), startUs) - blockEndUs;
     if (exchange.reply.kind == Reply::Kind::Data) {
         m_unanswered = Unanswered{device, std::move(exchange), monotonicUs()};
         if (m_unanswered->exchange.sent.isEmpty())
@@ -273,6 +271,15 @@ void SimulatedBus::send(Device *device, Exchange exchange, const Arrival &arriva
     report(exchange);
 }
 
+/// Sends the bytes, but not before startUs. Answers when they began.
+qint64 SimulatedBus::put(const QByteArray &bytes, PtyLine::Pace pace, qint64 startUs)
+{
+    sleepUntilUs(startUs);
+    const qint64 beginUs = monotonicUs();
+    m_line.write(bytes, pace);
+    return beginUs;
+}
+
 void SimulatedBus::handleAnswer(const Arrival &arrival)
 {
     if (!m_unanswered) {
@@ -280,10 +287,13 @@ void SimulatedBus::handleAnswer(const Arrival &arrival)
         return;
     }
     if (arrival.kind == Arrival::Kind::Retransmit) {
-        m_line.write(wireBytes(m_unanswered->exchange.reply));
+        put(wireBytes(m_unanswered->exchange.reply), PtyLine::Pace::Whole,
+            arrival.timeUs + byteTimeUs);
         m_unanswered->sentUs = monotonicUs();
         return;
     }
+    // The standard counts the response time from the end of the last byte to the beginning of the
+    // answer, which is when a pseudo-terminal hands the master's byte over.
     const bool late = arrival.timeUs - m_unanswered->sentUs > ackLimitUs;
     if (arrival.kind == Arrival::Kind::Nak)
         closeUnanswered(Exchange::Outcome::NotAcked, arrival.timeUs);

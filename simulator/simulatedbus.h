@@ -95,6 +95,7 @@ private:
     void handle(const Arrival &arrival);
     void handleCommand(const Arrival &arrival);
     void handleAnswer(const Arrival &arrival);
+    qint64 put(const QByteArray &bytes, PtyLine::Pace pace, qint64 startUs);
     void countDamage(const Arrival &arrival);
     Exchange prepare(Device *device, const Arrival &arrival, int *delayMs);
     void send(Device *device, Exchange exchange, const Arrival &arrival, int delayMs);

@@ -37,7 +37,8 @@ struct Exchange
     Outcome outcome = Outcome::Silent;
     FaultKind fault = FaultKind::None;
     bool unplugged = false;
-    /// From the last byte of the block to the reply, and from its end to the master's ACK.
+    /// From the end of the block on the line to the beginning of the reply, and from its end to the
+    /// beginning of the master's ACK.
     qint64 replyDelayUs = 0;
     qint64 ackDelayUs = 0;
 

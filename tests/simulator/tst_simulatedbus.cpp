@@ -120,6 +120,7 @@ private Q_SLOTS:
     void blockReachesItsDevice();
     void otherAddressesGetNoAnswer();
     void exchangeIsReported();
+    void replyWaitsForTheEndOfTheBlock();
     void ackInTimeIsAcknowledged();
     void lateAckIsCounted_data();
     void lateAckIsCounted();
@@ -219,6 +220,21 @@ void TestSimulatedBus::exchangeIsReported()
     QVERIFY(exchange.timeMs >= 0);
     QVERIFY(exchange.replyDelayUs >= 0);
     QVERIFY(exchange.ackDelayUs > 0);
+}
+
+void TestSimulatedBus::replyWaitsForTheEndOfTheBlock()
+{
+    Bench bench(Reply::ack());
+    bench.master->setReplyGap(0);
+    bench.master->sendByte(0x0B, true);
+    const qint64 beforeUs = monotonicUs();
+    bench.master->sendByte(0x0B, false);
+    QCOMPARE(bench.master->readReply(), hex("00"));
+    const qint64 tookUs = monotonicUs() - beforeUs;
+    QVERIFY(tookUs >= 1146);
+    QTRY_COMPARE(bench.exchanges().size(), 1);
+    QVERIFY(bench.exchanges().first().replyDelayUs >= 0);
+    QVERIFY(bench.exchanges().first().replyDelayUs <= tookUs - 1146);
 }
 
 void TestSimulatedBus::ackInTimeIsAcknowledged()
