@@ -57,12 +57,14 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         "config", "Reads the machine from a JSON <file>; otherwise it has every device.", "file");
     const QCommandLineOption strict("strict", "Devices insist on the standard.");
     const QCommandLineOption trace("trace", "Prints every exchange on the bus.");
+    const QCommandLineOption report("report", "Prints at the end how the bus did.");
+    const QCommandLineOption pcap("pcap", "Captures the bus to <file> for Wireshark.", "file");
     QCommandLineParser parser;
     parser.setApplicationDescription(
         "A vending machine's MDB peripherals behind a pseudo-terminal. Prints the path of the\n"
         "port, then carries out actions, one JSON object per line of standard input, and\n"
         "answers each with a line. Ends with its input.");
-    parser.addOptions({help, version, link, config, strict, trace});
+    parser.addOptions({help, version, link, config, strict, trace, report, pcap});
 
     if (!parser.parse(arguments))
         return complaint(parser.errorText());
@@ -87,6 +89,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     if (parser.isSet(strict))
         line.config.insert(QStringLiteral("strict"), true);
     line.trace = parser.isSet(trace);
+    line.report = parser.isSet(report);
+    line.pcapPath = parser.value(pcap);
     return line;
 }
 

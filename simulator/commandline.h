@@ -22,6 +22,10 @@ struct CommandLine
     /// For Machine::start().
     QJsonObject config;
     bool trace = false;
+    /// The table of Machine::report() at the end.
+    bool report = false;
+    /// Where the bus is captured, see PcapFile; empty for nowhere.
+    QString pcapPath;
 
     /// arguments: with the name of the program.
     static CommandLine parse(const QStringList &arguments);

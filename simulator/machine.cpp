@@ -55,6 +55,11 @@ Machine::~Machine()
     stop();
 }
 
+void Machine::setLineListener(SimulatedBus::LineListener listener)
+{
+    m_lineListener = std::move(listener);
+}
+
 bool Machine::start(const QJsonObject &config, QString *error)
 {
     stop();
@@ -91,6 +96,7 @@ bool Machine::build(const QJsonObject &config, QString *error)
         if (reader.contains(kind.key) && !addDevice(kind, own, &complaint))
             reader.complain(QStringLiteral("\"%1\": %2").arg(kind.key, complaint));
     }
+    m_bus->setLineListener(m_lineListener);
     m_bus->setExchangeListener([this](const Exchange &what) {
         QMetaObject::invokeMethod(this, "exchange", Qt::QueuedConnection,
                                   Q_ARG(mdbsim::Exchange, what));
@@ -125,6 +131,8 @@ QJsonObject Machine::perform(const QJsonObject &action)
         return failed(QStringLiteral("\"device\" must be a string"));
     if (name == QLatin1String("state"))
         return succeeded({{QStringLiteral("state"), state()}});
+    if (name == QLatin1String("report"))
+        return succeeded({{QStringLiteral("report"), report().toJson()}});
     if (name != QLatin1String("hangUp"))
         return failed(QStringLiteral("\"action\" needs a \"device\": \"%1\"").arg(name));
     m_bus->hangUp();
@@ -157,6 +165,11 @@ QJsonObject Machine::state() const
             whole.insert(kind.key, m_bus->state(kind.key));
     }
     return whole;
+}
+
+BusReport Machine::report() const
+{
+    return m_bus ? m_bus->report() : BusReport();
 }
 
 QJsonObject Machine::defaultConfig()

@@ -21,6 +21,9 @@ public:
     /// A machine with every device there is, each with its defaults.
     static QJsonObject defaultConfig();
 
+    /// Before start(). The listener is called on the thread of the bus.
+    void setLineListener(SimulatedBus::LineListener listener);
+
     /// Keys, all optional: "link" (path of a symbolic link to the port), "strict" (default of
     /// every device), "strictAck" (a late ACK counts as none) and one object for each device that
     /// is there: "coin", "bill", "cashless1", "cashless2".
@@ -31,9 +34,11 @@ public:
 
     /// {"device": key, "action": name, …}: an action of the device, or one that every device has:
     /// "state", "unplug", "replug" or "fault" (see FaultPlan::fromJson()). Without "device":
-    /// "state" of the whole machine, or "hangUp" of the line.
+    /// "state" of the whole machine, "report" of the bus, or "hangUp" of the line.
     QJsonObject perform(const QJsonObject &action);
     QJsonObject state() const;
+    /// How the exchanges went since the start; empty while the machine is off.
+    BusReport report() const;
 
 Q_SIGNALS:
     /// What happened at a device; "device" holds its key.
@@ -48,6 +53,7 @@ private:
     bool addDevice(const DeviceKind &kind, const QJsonObject &config, QString *error);
     QJsonObject performOnDevice(const QString &device, QJsonObject action);
 
+    SimulatedBus::LineListener m_lineListener;
     std::unique_ptr<SimulatedBus> m_bus;
 };
 

@@ -13,6 +13,7 @@ using namespace mdbsim;
 
 namespace {
 
+constexpr int exitFailure = 1;
 constexpr int exitWrongArguments = 2;
 
 void printLine(const QByteArray &line)
@@ -22,10 +23,10 @@ void printLine(const QByteArray &line)
     std::fflush(stdout);
 }
 
-int complain(const QString &text)
+int complain(const QString &text, int exitCode = exitWrongArguments)
 {
     std::fprintf(stderr, "mdbsim: %s\n", qPrintable(text));
-    return exitWrongArguments;
+    return exitCode;
 }
 
 /// A descriptor that becomes readable when the program is asked to end. To be called before any
@@ -41,10 +42,27 @@ int stopSignals()
     return ::signalfd(-1, &signals, SFD_CLOEXEC);
 }
 
+/// On the thread of the bus. The program ends with the first packet that cannot be written.
+void capture(PcapFile *pcap, const Transmission &transmission)
+{
+    QString error;
+    if (pcap->isOpen() && !pcap->write(transmission, &error)) {
+        pcap->close();
+        QMetaObject::invokeMethod(
+            qApp, [error] { QCoreApplication::exit(complain(error, exitFailure)); });
+    }
+}
+
 int run(const CommandLine &line, int stopDescriptor)
 {
+    PcapFile pcap;
     Machine machine;
     QString error;
+    if (!line.pcapPath.isEmpty()) {
+        if (!pcap.open(line.pcapPath, &error))
+            return complain(error, exitFailure);
+        machine.setLineListener([&pcap](const Transmission &what) { capture(&pcap, what); });
+    }
     if (!machine.start(line.config, &error))
         return complain(error);
     printLine(machine.port().toLocal8Bit());
@@ -54,7 +72,10 @@ int run(const CommandLine &line, int stopDescriptor)
     QObject::connect(&control, &Control::finished, qApp, &QCoreApplication::quit);
     QSocketNotifier stop(stopDescriptor, QSocketNotifier::Read);
     QObject::connect(&stop, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    return QCoreApplication::exec();
+    const int exitCode = QCoreApplication::exec();
+    if (line.report)
+        std::fputs(qPrintable(machine.report().toText()), stdout);
+    return exitCode;
 }
 
 } // namespace

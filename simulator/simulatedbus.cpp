@@ -1,7 +1,5 @@
 #include "simulatedbus.h"
 
-#include "jsonreader.h"
-
 #include <algorithm>
 #include <utility>
 
@@ -47,6 +45,13 @@ QByteArray wireBytes(const Reply &reply)
     return {};
 }
 
+QByteArray wireBytes(const Arrival &arrival)
+{
+    if (arrival.kind != Arrival::Kind::Command)
+        return arrival.bytes;
+    return arrival.bytes + static_cast<char>(checkByteOf(arrival.bytes));
+}
+
 PtyLine::Pace paceOf(FaultKind fault)
 {
     switch (fault) {
@@ -61,14 +66,6 @@ PtyLine::Pace paceOf(FaultKind fault)
 
 } // namespace
 
-QJsonObject BusStatistics::toJson() const
-{
-    return {
-        {QStringLiteral("exchanges"), exchanges},     {QStringLiteral("silent"), silent},
-        {QStringLiteral("checkErrors"), checkErrors}, {QStringLiteral("modeDoubts"), modeDoubts},
-        {QStringLiteral("lateAcks"), lateAcks},       {QStringLiteral("missingAcks"), missingAcks}};
-}
-
 SimulatedBus::SimulatedBus(const Options &options) : m_options(options), m_line(options.link) { }
 
 SimulatedBus::~SimulatedBus()
@@ -81,7 +78,11 @@ bool SimulatedBus::add(const QString &key, const QString &name,
 {
     if (find(key) || findAddress(peripheral->address()))
         return false;
-    m_devices.push_back({key, name, std::move(peripheral), true, {}, {}});
+    Device device;
+    device.peripheral = std::move(peripheral);
+    device.report.device = key;
+    device.report.name = name;
+    m_devices.push_back(std::move(device));
     return true;
 }
 
@@ -90,11 +91,19 @@ void SimulatedBus::setExchangeListener(ExchangeListener listener)
     m_listener = std::move(listener);
 }
 
+void SimulatedBus::setLineListener(LineListener listener)
+{
+    m_lineListener = std::move(listener);
+}
+
 bool SimulatedBus::start(QString *error)
 {
     if (m_thread.joinable() || !m_line.open(error))
         return false;
-    m_startUs = monotonicUs();
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_startUs = monotonicUs();
+    }
     m_stop = false;
     m_thread = std::thread(&SimulatedBus::run, this);
     askForRealTime(&m_thread);
@@ -115,67 +124,6 @@ QString SimulatedBus::port() const
     return m_line.port();
 }
 
-bool SimulatedBus::contains(const QString &key) const
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return find(key) != nullptr;
-}
-
-QJsonObject SimulatedBus::perform(const QString &key, const QJsonObject &action)
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    Device *device = find(key);
-    if (!device)
-        return failed(QStringLiteral("there is no device \"%1\"").arg(key));
-    device->peripheral->advance(nowMs());
-    return device->peripheral->perform(action, nowMs());
-}
-
-QJsonObject SimulatedBus::setPlugged(const QString &key, bool plugged)
-{
-    const QJsonObject reset = {{QStringLiteral("action"), QStringLiteral("reset")}};
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    Device *device = find(key);
-    if (!device)
-        return failed(QStringLiteral("there is no device \"%1\"").arg(key));
-    if (std::exchange(device->plugged, plugged) == plugged)
-        return succeeded();
-    return device->peripheral->perform(reset, nowMs());
-}
-
-QJsonObject SimulatedBus::setFault(const QString &key, const QJsonObject &action)
-{
-    QString error;
-    const auto plan = FaultPlan::fromJson(action, nowMs(), &error);
-    if (!plan)
-        return failed(error);
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    Device *device = find(key);
-    if (!device)
-        return failed(QStringLiteral("there is no device \"%1\"").arg(key));
-    device->faults = *plan;
-    return succeeded();
-}
-
-QJsonObject SimulatedBus::state(const QString &key) const
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const Device *device = find(key);
-    if (!device)
-        return {};
-    QJsonObject state = device->peripheral->state();
-    state.insert(QStringLiteral("plugged"), device->plugged);
-    state.insert(QStringLiteral("statistics"), device->statistics.toJson());
-    return state;
-}
-
-BusStatistics SimulatedBus::statistics(const QString &key) const
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const Device *device = find(key);
-    return device ? device->statistics : BusStatistics();
-}
-
 void SimulatedBus::run()
 {
     while (!m_stop) {
@@ -193,6 +141,7 @@ void SimulatedBus::run()
 
 void SimulatedBus::handle(const Arrival &arrival)
 {
+    tell({Transmission::Sender::Master, 0, wireBytes(arrival), arrival.timeUs});
     switch (arrival.kind) {
     case Arrival::Kind::Command:
         handleCommand(arrival);
@@ -229,13 +178,13 @@ Exchange SimulatedBus::prepare(Device *device, const Arrival &arrival, int *dela
     const std::lock_guard<std::mutex> lock(m_mutex);
     Peripheral &peripheral = *device->peripheral;
     Exchange exchange;
-    exchange.timeMs = (arrival.timeUs - m_startUs) / 1000;
-    exchange.device = device->key;
-    exchange.deviceName = device->name;
+    exchange.timeUs = arrival.timeUs - m_startUs;
+    exchange.device = device->report.device;
+    exchange.deviceName = device->report.name;
     exchange.block = arrival.bytes;
     exchange.unplugged = !device->plugged;
-    ++device->statistics.exchanges;
-    device->statistics.modeDoubts += arrival.modeDoubts;
+    ++device->report.statistics.exchanges;
+    device->report.statistics.modeDoubts += arrival.modeDoubts;
     if (device->plugged) {
         exchange.fault = device->faults.next(arrival.bytes, nowMs());
         *delayMs = exchange.fault == FaultKind::LateReply ? device->faults.delayMs() : 0;
@@ -253,31 +202,37 @@ Exchange SimulatedBus::prepare(Device *device, const Arrival &arrival, int *dela
 void SimulatedBus::send(Device *device, Exchange exchange, const Arrival &arrival, int delayMs)
 {
     const qint64 blockEndUs = arrival.timeUs + byteTimeUs;
-    const qint64 startUs = blockEndUs + delayMs * 1000;
+    Span reply = {blockEndUs, blockEndUs};
     if (!exchange.sent.isEmpty())
-        exchange.replyDelayUs = put(exchange.sent, paceOf(exchange.fault), startUs) - blockEndUs;
+        reply = put(*device, exchange.sent, paceOf(exchange.fault), blockEndUs + delayMs * 1000);
+    exchange.replyDelayUs = reply.beginUs - blockEndUs;
     if (exchange.reply.kind == Reply::Kind::Data) {
-        m_unanswered = Unanswered{device, std::move(exchange), monotonicUs()};
-        if (m_unanswered->exchange.sent.isEmpty())
-            closeUnanswered(Exchange::Outcome::Silent, monotonicUs());
+        const bool lost = exchange.sent.isEmpty();
+        m_unanswered = Unanswered{device, std::move(exchange), reply.endUs};
+        if (lost)
+            closeUnanswered(Exchange::Outcome::Silent, reply.endUs);
         return;
     }
     exchange.outcome =
         exchange.sent.isEmpty() ? Exchange::Outcome::Silent : Exchange::Outcome::Answered;
     if (exchange.sent.isEmpty()) {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        ++device->statistics.silent;
+        ++device->report.statistics.silent;
     }
-    report(exchange);
+    conclude(device, std::move(exchange));
 }
 
-/// Sends the bytes, but not before startUs. Answers when they began.
-qint64 SimulatedBus::put(const QByteArray &bytes, PtyLine::Pace pace, qint64 startUs)
+/// Sends the bytes, but not before startUs.
+SimulatedBus::Span SimulatedBus::put(const Device &device, const QByteArray &bytes,
+                                     PtyLine::Pace pace, qint64 startUs)
 {
     sleepUntilUs(startUs);
-    const qint64 beginUs = monotonicUs();
+    Span span;
+    span.beginUs = monotonicUs();
     m_line.write(bytes, pace);
-    return beginUs;
+    span.endUs = monotonicUs();
+    tell({Transmission::Sender::Peripheral, device.peripheral->address(), bytes, span.beginUs});
+    return span;
 }
 
 void SimulatedBus::handleAnswer(const Arrival &arrival)
@@ -287,9 +242,10 @@ void SimulatedBus::handleAnswer(const Arrival &arrival)
         return;
     }
     if (arrival.kind == Arrival::Kind::Retransmit) {
-        put(wireBytes(m_unanswered->exchange.reply), PtyLine::Pace::Whole,
-            arrival.timeUs + byteTimeUs);
-        m_unanswered->sentUs = monotonicUs();
+        const QByteArray again = wireBytes(m_unanswered->exchange.reply);
+        m_unanswered->sentUs =
+            put(*m_unanswered->device, again, PtyLine::Pace::Whole, arrival.timeUs + byteTimeUs)
+                .endUs;
         return;
     }
     // The standard counts the response time from the end of the last byte to the beginning of the
@@ -306,7 +262,7 @@ void SimulatedBus::countDamage(const Arrival &arrival)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (Device *device = findAddress(static_cast<quint8>(arrival.bytes.front())))
-        ++device->statistics.checkErrors;
+        ++device->report.statistics.checkErrors;
     else
         m_noiseBytes += arrival.bytes.size();
 }
@@ -322,7 +278,7 @@ void SimulatedBus::closeUnanswered(Exchange::Outcome outcome, qint64 nowUs)
     closed.exchange.ackDelayUs = nowUs - closed.sentUs;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        BusStatistics &statistics = closed.device->statistics;
+        BusStatistics &statistics = closed.device->report.statistics;
         const bool late = outcome == Exchange::Outcome::AckedLate;
         statistics.lateAcks += late ? 1 : 0;
         statistics.missingAcks += outcome == Exchange::Outcome::NotAcked ? 1 : 0;
@@ -332,7 +288,7 @@ void SimulatedBus::closeUnanswered(Exchange::Outcome outcome, qint64 nowUs)
         else
             closed.device->peripheral->notAcknowledged();
     }
-    report(closed.exchange);
+    conclude(closed.device, std::move(closed.exchange));
 }
 
 void SimulatedBus::giveUpWaiting(qint64 nowUs)
@@ -346,6 +302,8 @@ void SimulatedBus::doHangUp()
     closeUnanswered(Exchange::Outcome::NotAcked, monotonicUs());
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_assembler = BlockAssembler();
+    for (Device &device : m_devices)
+        device.resets.portReopened();
     QString error;
     if (!m_line.hangUp(&error))
         qWarning("The line did not come back: %s", qPrintable(error));
@@ -360,16 +318,29 @@ void SimulatedBus::advanceDevices()
     }
 }
 
-void SimulatedBus::report(const Exchange &exchange) const
+/// Accounts for an exchange that is over, and reports it.
+void SimulatedBus::conclude(Device *device, Exchange exchange)
 {
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        exchange.resetReason = device->resets.observe(exchange);
+        device->report.add(exchange);
+    }
     if (m_listener)
         m_listener(exchange);
 }
 
+void SimulatedBus::tell(const Transmission &transmission) const
+{
+    if (m_lineListener)
+        m_lineListener(transmission);
+}
+
 const SimulatedBus::Device *SimulatedBus::find(const QString &key) const
 {
-    const auto found = std::find_if(m_devices.begin(), m_devices.end(),
-                                    [&](const Device &device) { return device.key == key; });
+    const auto found = std::find_if(m_devices.begin(), m_devices.end(), [&](const Device &device) {
+        return device.report.device == key;
+    });
     return found == m_devices.end() ? nullptr : &*found;
 }
 

@@ -1,10 +1,11 @@
 #pragma once
 
 #include "blockassembler.h"
+#include "busreport.h"
 #include "faults.h"
+#include "pcapfile.h"
 #include "peripheral.h"
 #include "ptyline.h"
-#include "trace.h"
 
 #include <atomic>
 #include <functional>
@@ -14,19 +15,6 @@
 #include <vector>
 
 namespace mdbsim {
-
-/// How the exchanges with one device went since the bus was started.
-struct BusStatistics
-{
-    int exchanges = 0;
-    int silent = 0;
-    int checkErrors = 0;
-    int modeDoubts = 0;
-    int lateAcks = 0;
-    int missingAcks = 0;
-
-    QJsonObject toJson() const;
-};
 
 /// The bus as its peripherals see it: a thread of its own listens to the line, asks the addressed
 /// peripheral and sends the answer. Public members may be called from any thread, except where
@@ -42,6 +30,7 @@ public:
         bool strictAck = false;
     };
     using ExchangeListener = std::function<void(const Exchange &)>;
+    using LineListener = std::function<void(const Transmission &)>;
 
     explicit SimulatedBus(const Options &options);
     ~SimulatedBus();
@@ -52,6 +41,8 @@ public:
     bool add(const QString &key, const QString &name, std::unique_ptr<Peripheral> peripheral);
     /// Before start() only. The listener is called on the thread of the bus.
     void setExchangeListener(ExchangeListener listener);
+    /// The same for everything that goes over the line, noise included.
+    void setLineListener(LineListener listener);
 
     bool start(QString *error);
     void stop();
@@ -70,18 +61,19 @@ public:
     /// The device's state with "plugged" and "statistics"; empty for an unknown key.
     QJsonObject state(const QString &key) const;
     BusStatistics statistics(const QString &key) const;
+    /// The account of every device, since the bus was started.
+    BusReport report() const;
     /// Bytes that belonged to no block, since the bus was started.
     int noiseBytes() const { return m_noiseBytes; }
 
 private:
     struct Device
     {
-        QString key;
-        QString name;
         std::unique_ptr<Peripheral> peripheral;
         bool plugged = true;
         FaultPlan faults;
-        BusStatistics statistics;
+        DeviceReport report;
+        ResetObserver resets;
     };
     /// A data reply that the master has not answered yet.
     struct Unanswered
@@ -90,12 +82,18 @@ private:
         Exchange exchange;
         qint64 sentUs = 0;
     };
+    /// When a transmission began and ended, in monotonic microseconds.
+    struct Span
+    {
+        qint64 beginUs = 0;
+        qint64 endUs = 0;
+    };
 
     void run();
     void handle(const Arrival &arrival);
     void handleCommand(const Arrival &arrival);
     void handleAnswer(const Arrival &arrival);
-    qint64 put(const QByteArray &bytes, PtyLine::Pace pace, qint64 startUs);
+    Span put(const Device &device, const QByteArray &bytes, PtyLine::Pace pace, qint64 startUs);
     void countDamage(const Arrival &arrival);
     Exchange prepare(Device *device, const Arrival &arrival, int *delayMs);
     void send(Device *device, Exchange exchange, const Arrival &arrival, int delayMs);
@@ -103,7 +101,8 @@ private:
     void giveUpWaiting(qint64 nowUs);
     void doHangUp();
     void advanceDevices();
-    void report(const Exchange &exchange) const;
+    void conclude(Device *device, Exchange exchange);
+    void tell(const Transmission &transmission) const;
 
     const Device *find(const QString &key) const;
     Device *find(const QString &key);
@@ -111,6 +110,7 @@ private:
 
     Options m_options;
     ExchangeListener m_listener;
+    LineListener m_lineListener;
     /// Guards m_devices and m_line's port between the thread of the bus and the callers.
     mutable std::mutex m_mutex;
     std::vector<Device> m_devices;

@@ -9,6 +9,22 @@ QString millisecondsText(qint64 us)
     return QString::number(static_cast<double>(us) / 1000.0, 'f', 1) + QStringLiteral(" ms");
 }
 
+/// Of a reply that came later than the standard allows.
+QString replyDelayText(const Exchange &exchange)
+{
+    constexpr qint64 replyLimitUs = 5000;
+    if (exchange.sent.isEmpty() || exchange.replyDelayUs <= replyLimitUs)
+        return {};
+    return QStringLiteral("  late after ") + millisecondsText(exchange.replyDelayUs);
+}
+
+QString reasonText(const Exchange &exchange)
+{
+    if (!exchange.resetReason)
+        return {};
+    return QStringLiteral("  because: ") + exchange.resetReason->words();
+}
+
 QString outcomeText(const Exchange &exchange)
 {
     switch (exchange.outcome) {
@@ -40,9 +56,9 @@ QString faultText(const Exchange &exchange)
 
 QString Exchange::line() const
 {
-    const QString time = QString::number(static_cast<double>(timeMs) / 1000.0, 'f', 3);
+    const QString time = QString::number(static_cast<double>(timeUs) / 1e6, 'f', 3);
     return QStringLiteral("%1 %2  %3 -> %4").arg(time, deviceName, command, answer)
-        + outcomeText(*this) + faultText(*this);
+        + replyDelayText(*this) + outcomeText(*this) + reasonText(*this) + faultText(*this);
 }
 
 } // namespace mdbsim

@@ -2,6 +2,7 @@
 
 #include "faults.h"
 #include "peripheral.h"
+#include "resetreason.h"
 
 #include <QMetaType>
 
@@ -21,8 +22,8 @@ struct Exchange
         NotAcked
     };
 
-    /// Monotonic milliseconds since the bus was started.
-    qint64 timeMs = 0;
+    /// When the block came in, in monotonic microseconds since the bus was started.
+    qint64 timeUs = 0;
     /// Key of the device, for example "coin", and its name in words.
     QString device;
     QString deviceName;
@@ -37,6 +38,8 @@ struct Exchange
     Outcome outcome = Outcome::Silent;
     FaultKind fault = FaultKind::None;
     bool unplugged = false;
+    /// Only of a RESET.
+    std::optional<ResetReason> resetReason;
     /// From the end of the block on the line to the beginning of the reply, and from its end to the
     /// beginning of the master's ACK.
     qint64 replyDelayUs = 0;

@@ -217,7 +217,7 @@ void TestSimulatedBus::exchangeIsReported()
     QVERIFY(isAcked(exchange));
     QVERIFY(exchange.fault == FaultKind::None);
     QVERIFY(!exchange.unplugged);
-    QVERIFY(exchange.timeMs >= 0);
+    QVERIFY(exchange.timeUs >= 0);
     QVERIFY(exchange.replyDelayUs >= 0);
     QVERIFY(exchange.ackDelayUs > 0);
 }

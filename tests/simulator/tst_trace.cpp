@@ -18,7 +18,7 @@ namespace {
 Exchange polled(const char *answer, Exchange::Outcome outcome)
 {
     Exchange exchange;
-    exchange.timeMs = 12345;
+    exchange.timeUs = 12345000;
     exchange.deviceName = QStringLiteral("coin changer");
     exchange.command = QStringLiteral("POLL");
     exchange.answer = QString::fromLatin1(answer);
@@ -66,8 +66,20 @@ void TestTrace::exchangeIsOneLine_data()
         << "12.345 coin changer  POLL -> lever pressed  not acknowledged"
            "  [wrongCheckByte, sent: 01 00]";
 
+    Exchange late = polled("ACK", Outcome::Answered);
+    late.sent = QByteArray(1, '\x00');
+    late.replyDelayUs = 5001;
+    QTest::newRow("late reply") << late << "12.345 coin changer  POLL -> ACK  late after 5.0 ms";
+    late.replyDelayUs = 5000;
+    QTest::newRow("reply in time") << late << "12.345 coin changer  POLL -> ACK";
+
+    Exchange reset = polled("ACK", Outcome::Answered);
+    reset.resetReason = ResetReason{ResetReason::Cause::Unanswered, 6};
+    QTest::newRow("reset") << reset
+                           << "12.345 coin changer  POLL -> ACK  because: 6 commands unanswered";
+
     Exchange early = polled("ACK", Outcome::Answered);
-    early.timeMs = 7;
+    early.timeUs = 7000;
     QTest::newRow("first milliseconds") << early << "0.007 coin changer  POLL -> ACK";
 }
 

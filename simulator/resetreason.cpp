@@ -1,0 +1,170 @@
+#include "resetreason.h"
+
+#include "blockbytes.h"
+#include "trace.h"
+
+namespace mdbsim {
+
+namespace {
+
+/// A master that goes without a device for so long has been away.
+constexpr qint64 pauseUs = 2000000;
+/// A RESET follows its cause within so many exchanges; more would be a coincidence.
+constexpr int recentExchanges = 20;
+/// One alone is an everyday disturbance.
+constexpr int fewestInARow = 2;
+/// After so many the master doubts a reader that was never enabled.
+constexpr int fewestBareAcks = 11;
+
+bool isRecent(const std::optional<int> &exchanges)
+{
+    return exchanges && *exchanges <= recentExchanges;
+}
+
+bool isReader(const QByteArray &block)
+{
+    const int address = byteAt(block, 0) & 0xF8;
+    return address == 0x10 || address == 0x60;
+}
+
+bool isReset(const QByteArray &block)
+{
+    return (byteAt(block, 0) & 0x07) == 0;
+}
+
+/// READER ENABLE or READER DISABLE.
+bool switchesReader(const QByteArray &block)
+{
+    return isReader(block) && (byteAt(block, 0) & 0x07) == 4 && block.size() > 1
+        && byteAt(block, 1) <= 1;
+}
+
+bool isAcked(const Exchange &exchange)
+{
+    return exchange.outcome == Exchange::Outcome::Acked
+        || exchange.outcome == Exchange::Outcome::AckedLate;
+}
+
+bool isBareAck(const Exchange &exchange)
+{
+    return exchange.outcome == Exchange::Outcome::Answered
+        && exchange.sent == QByteArray(1, '\x00');
+}
+
+} // namespace
+
+QString ResetReason::words() const
+{
+    const QString number = count > 0 ? QString::number(count) + QLatin1Char(' ') : QString();
+    return number + causeWords(cause);
+}
+
+QString ResetReason::causeWords(Cause cause)
+{
+    switch (cause) {
+    case Cause::FirstContact:
+        return QStringLiteral("first contact");
+    case Cause::OutOfSequence:
+        return QStringLiteral("device reported out of sequence");
+    case Cause::BareAcks:
+        return QStringLiteral("bare ACKs before the reader was enabled");
+    case Cause::Unanswered:
+        return QStringLiteral("commands unanswered");
+    case Cause::Damaged:
+        return QStringLiteral("replies refused or damaged");
+    case Cause::JustReset:
+        return QStringLiteral("device reported just reset");
+    case Cause::PortReopened:
+        return QStringLiteral("after the port came back");
+    case Cause::Pause:
+        return QStringLiteral("after a pause of the master");
+    case Cause::Unknown:
+        break;
+    }
+    return QStringLiteral("no cause on the bus");
+}
+
+std::optional<ResetReason> ResetObserver::observe(const Exchange &exchange)
+{
+    notePause(exchange);
+    if (isReset(exchange.block)) {
+        const ResetReason found = reason();
+        *this = {};
+        m_resetSeen = true;
+        m_lastUs = exchange.timeUs;
+        return found;
+    }
+    noteAnswer(exchange);
+    noteMessage(exchange);
+    return std::nullopt;
+}
+
+/// A master that comes back knows nothing of what was before.
+void ResetObserver::notePause(const Exchange &exchange)
+{
+    const bool pause = m_resetSeen && exchange.timeUs - m_lastUs >= pauseUs;
+    m_lastUs = exchange.timeUs;
+    if (!pause)
+        return;
+    m_paused = true;
+    m_readerEnabled = false;
+    m_bareAcks = 0;
+    m_unanswered = 0;
+    m_damaged = 0;
+}
+
+void ResetObserver::noteAnswer(const Exchange &exchange)
+{
+    const bool silent = exchange.outcome == Exchange::Outcome::Silent;
+    const bool good = isAcked(exchange) || isBareAck(exchange);
+    m_unanswered = silent ? m_unanswered + 1 : 0;
+    m_damaged = good || silent ? 0 : m_damaged + 1;
+    if (silent)
+        m_bareAcks = 0;
+    if (good && switchesReader(exchange.block)) {
+        m_readerEnabled = byteAt(exchange.block, 1) == 1;
+        m_bareAcks = 0;
+    } else if (isBareAck(exchange) && isReader(exchange.block) && !m_readerEnabled) {
+        ++m_bareAcks;
+    }
+}
+
+void ResetObserver::noteMessage(const Exchange &exchange)
+{
+    const bool reported = isAcked(exchange);
+    // Of the words only these devices' statuses contain them; "was" is the changer's.
+    const bool justReset = exchange.answer.contains(QLatin1String("just reset"))
+        || exchange.answer.contains(QLatin1String("was reset"));
+    if (m_sinceJustReset)
+        ++*m_sinceJustReset;
+    if (m_sinceOutOfSequence)
+        ++*m_sinceOutOfSequence;
+    if (reported && justReset) {
+        m_sinceJustReset = 0;
+        m_readerEnabled = false;
+    }
+    if (reported && exchange.answer.contains(QLatin1String("out of sequence")))
+        m_sinceOutOfSequence = 0;
+}
+
+ResetReason ResetObserver::reason() const
+{
+    using Cause = ResetReason::Cause;
+    if (!m_resetSeen)
+        return {Cause::FirstContact, 0};
+    if (isRecent(m_sinceOutOfSequence))
+        return {Cause::OutOfSequence, 0};
+    if (m_bareAcks >= fewestBareAcks)
+        return {Cause::BareAcks, m_bareAcks};
+    if (m_unanswered >= fewestInARow)
+        return {Cause::Unanswered, m_unanswered};
+    if (m_damaged >= fewestInARow)
+        return {Cause::Damaged, m_damaged};
+    if (isRecent(m_sinceJustReset))
+        return {Cause::JustReset, 0};
+    if (m_portReopened)
+        return {Cause::PortReopened, 0};
+    return {m_paused ? Cause::Pause : Cause::Unknown, 0};
+}
+
+} // namespace mdbsim
