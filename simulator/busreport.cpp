@@ -140,9 +140,8 @@ QString BusReport::toText() const
     QString text = QStringLiteral("Bus report over %1 s, %2 bytes of noise\n\n")
                        .arg(decimal(seconds, 1))
                        .arg(noiseBytes);
-    text += row(
-        QStringLiteral("Exchanges"),
-        {"all", "silent", "retries", "missing ACKs", "late ACKs", "check errors", "mode doubts"});
+    text += row(QStringLiteral("Exchanges"),
+                {"all", "silent", "retried", "no ACK", "late ACK", "bad check", "mode bit?"});
     for (const DeviceReport &device : devices)
         text += statisticsRow(device);
     text += QLatin1Char('\n')

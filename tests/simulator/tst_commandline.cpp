@@ -22,6 +22,7 @@ class TestCommandLine : public QObject
 
 private Q_SLOTS:
     void withoutArgumentsEveryDeviceRuns();
+    void busCanBeWatched();
     void optionsEnterTheConfig();
     void configFileIsRead();
     void optionsOverrideTheFile();
@@ -39,6 +40,16 @@ void TestCommandLine::withoutArgumentsEveryDeviceRuns()
     QVERIFY(line.task == CommandLine::Task::Run);
     QCOMPARE(line.config, Machine::defaultConfig());
     QVERIFY(!line.trace);
+    QVERIFY(!line.report);
+    QCOMPARE(line.pcapPath, QString());
+}
+
+void TestCommandLine::busCanBeWatched()
+{
+    const CommandLine line = parse({"--report", "--pcap", "/tmp/bus.pcap"});
+    QVERIFY(line.task == CommandLine::Task::Run);
+    QVERIFY(line.report);
+    QCOMPARE(line.pcapPath, QStringLiteral("/tmp/bus.pcap"));
 }
 
 void TestCommandLine::optionsEnterTheConfig()

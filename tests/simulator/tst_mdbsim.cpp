@@ -56,6 +56,8 @@ private Q_SLOTS:
     void linkIsThePort();
     void actionsAreCarriedOut();
     void traceIsPrinted();
+    void reportIsPrintedAtTheEnd();
+    void busIsCaptured();
     void strictReachesTheDevices();
     void endsInGoodOrder_data();
     void endsInGoodOrder();
@@ -105,6 +107,36 @@ void TestMdbsim::traceIsPrinted()
     QVERIFY2(line.contains(" coin changer  POLL -> was reset  ACK "), line);
 }
 
+void TestMdbsim::reportIsPrintedAtTheEnd()
+{
+    Program program({"--report"});
+    TestMaster(QString::fromLocal8Bit(program.nextLine())).exchange(hex("0B"));
+    QVERIFY(program.perform(R"({"action": "report"})").contains(R"("ackDelayMs":{"count":1,)"));
+    program.closeWriteChannel();
+    QVERIFY(program.waitForFinished(patienceMs));
+    const QByteArray report = program.readAll();
+    QVERIFY2(report.startsWith("Bus report over "), report);
+    QVERIFY2(report.contains("\ncoin changer, ACK                 1 "), report);
+}
+
+void TestMdbsim::busIsCaptured()
+{
+    const QString path = m_folder.filePath("bus.pcap");
+    Program program({"--pcap", path});
+    TestMaster(QString::fromLocal8Bit(program.nextLine())).exchange(hex("0B"));
+    // 24 bytes of header, then for each packet 8 of time, its length twice and its content.
+    const auto packets = [&] {
+        QFile file(path);
+        QByteArray left = file.open(QIODevice::ReadOnly) ? file.readAll().mid(24) : QByteArray();
+        QByteArrayList contents;
+        for (; left.size() > 16; left = left.mid(16 + left.at(8)))
+            contents.append(left.mid(16, left.at(8)).toHex());
+        return contents;
+    };
+    const QByteArrayList expected = {"00ff0b0b", "00fe080b0b", "00ff00"};
+    QTRY_COMPARE(packets(), expected);
+}
+
 void TestMdbsim::strictReachesTheDevices()
 {
     Program lenient({});
@@ -141,21 +173,26 @@ void TestMdbsim::endsInGoodOrder()
 void TestMdbsim::wrongArgumentIsOneLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
     QTest::addColumn<QByteArray>("expected");
     QTest::newRow("unknown option")
-        << QStringList{"--bogus"} << QByteArray("mdbsim: Unknown option 'bogus'.\n");
+        << QStringList{"--bogus"} << 2 << QByteArray("mdbsim: Unknown option 'bogus'.\n");
+    QTest::newRow("capture that cannot be written")
+        << QStringList{"--pcap", "/no/folder/bus.pcap"} << 1
+        << QByteArray("mdbsim: cannot write /no/folder/bus.pcap: No such file or directory\n");
     QTest::newRow("link that cannot be made")
-        << QStringList{"--link", "/no/folder/mdb"}
+        << QStringList{"--link", "/no/folder/mdb"} << 2
         << QByteArray("mdbsim: cannot make the link /no/folder/mdb: No such file or directory\n");
 }
 
 void TestMdbsim::wrongArgumentIsOneLine()
 {
     QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
     QFETCH(QByteArray, expected);
     Program program(arguments);
     QVERIFY(program.waitForFinished(patienceMs));
-    QCOMPARE(program.exitCode(), 2);
+    QCOMPARE(program.exitCode(), exitCode);
     QCOMPARE(program.readAllStandardError(), expected);
     QCOMPARE(program.readAllStandardOutput(), QByteArray());
 }

@@ -74,6 +74,11 @@ public:
             const std::lock_guard<std::mutex> lock(m_mutex);
             m_exchanges.append(exchange);
         });
+        bus.setLineListener([this](const Transmission &what) {
+            const bool fromMaster = what.sender == Transmission::Sender::Master;
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_line.append((fromMaster ? "> " : "< ") + what.bytes.toHex());
+        });
         bus.start(nullptr);
         master = std::make_unique<TestMaster>(bus.port());
     }
@@ -83,6 +88,12 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         return m_exchanges;
+    }
+    /// What went over the line in hexadecimal, "> " before what the master sent.
+    QByteArrayList line() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return m_line;
     }
     QJsonObject setFault(const char *kind, int count = 1)
     {
@@ -96,6 +107,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     QVector<Exchange> m_exchanges;
+    QByteArrayList m_line;
 };
 
 const Reply twoBytes = Reply::block(QByteArray::fromHex("5207"));
@@ -130,6 +142,9 @@ private Q_SLOTS:
     void replyIsSentAgainOnRequest();
     void wrongCheckByteGetsNoAnswer();
     void strayBytesAreCounted();
+    void everythingOnTheLineIsHeard();
+    void exchangesAreAccountedFor();
+    void resetHasItsReason();
     void blocksSurviveAMissingModeBit();
     void unpluggedDeviceIsSilent();
     void pluggingResetsTheDevice();
@@ -334,6 +349,64 @@ void TestSimulatedBus::strayBytesAreCounted()
     bench.master->sendByte(0x00, false);
     QTRY_COMPARE(bench.bus.noiseBytes(), 2);
     QCOMPARE(bench.master->exchange(poll), hex("00"));
+}
+
+void TestSimulatedBus::everythingOnTheLineIsHeard()
+{
+    Bench bench(twoBytes);
+    bench.setFault("wrongCheckByte");
+    bench.master->sendByte(0x77, false);
+    QCOMPARE(bench.master->ask(hex("33")), QByteArray());
+    QCOMPARE(bench.master->ask(poll), hex("520758"));
+    bench.master->sendByte(0xAA, false);
+    QCOMPARE(bench.master->readReply(), twoBytesOnLine);
+    bench.master->acknowledge();
+    bench.master->sendByte(0x0B, true);
+    bench.master->sendByte(0x0C, false);
+    const QByteArrayList expected = {"> 77", "> 3333",   "> 0b0b", "< 520758",
+                                     "> aa", "< 520759", "> 00",   "> 0b0c"};
+    QTRY_COMPARE(bench.line(), expected);
+}
+
+void TestSimulatedBus::exchangesAreAccountedFor()
+{
+    Bench bench(twoBytes);
+    bench.master->sendByte(0x77, false);
+    bench.master->exchange(poll);
+    bench.setFault("silence");
+    bench.master->exchange(hex("0F0218"));
+    bench.master->exchange(hex("0F0218"));
+    QTRY_COMPARE(bench.exchanges().size(), 3);
+    const BusReport report = bench.bus.report();
+    QCOMPARE(report.noiseBytes, 1);
+    QVERIFY(report.seconds > 0.0);
+    QCOMPARE(report.devices.size(), size_t(1));
+    const DeviceReport &device = report.devices.front();
+    QCOMPARE(device.device, QStringLiteral("one"));
+    QCOMPARE(device.name, QStringLiteral("first"));
+    QCOMPARE(device.statistics.exchanges, 3);
+    QCOMPARE(device.statistics.retries, 1);
+    QCOMPARE(device.replyDelay.count(), 2);
+    QCOMPARE(device.ackDelay.count(), 2);
+    QCOMPARE(device.pollInterval.count(), 2);
+}
+
+void TestSimulatedBus::resetHasItsReason()
+{
+    Bench bench(Reply::ack());
+    using Cause = ResetReason::Cause;
+    QCOMPARE(bench.master->exchange(hex("08")), hex("00"));
+    QTRY_COMPARE(bench.exchanges().size(), 1);
+    QVERIFY(bench.exchanges().first().resetReason);
+    bench.bus.hangUp();
+    QTRY_VERIFY(bench.master->hasHungUp());
+    const auto resetAgain = [&] {
+        TestMaster(bench.bus.port()).exchange(hex("08"));
+        return bench.exchanges().size() == 2;
+    };
+    QTRY_VERIFY(resetAgain());
+    QCOMPARE(bench.bus.report().devices.front().resets,
+             (std::map<Cause, int>{{Cause::FirstContact, 1}, {Cause::PortReopened, 1}}));
 }
 
 void TestSimulatedBus::blocksSurviveAMissingModeBit()
