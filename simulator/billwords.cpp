@@ -3,20 +3,11 @@
 #include "blockbytes.h"
 
 #include <QStringList>
+#include <QtEndian>
 
 namespace mdbsim {
 
 namespace {
-
-QString typeWords(int mask)
-{
-    QStringList types;
-    for (int type = 0; type < maxBillTypes; ++type) {
-        if (mask & (1 << type))
-            types.append(QString::number(type));
-    }
-    return types.isEmpty() ? QStringLiteral("none") : types.join(QLatin1Char(','));
-}
 
 QString routingWord(int routing)
 {
@@ -57,16 +48,26 @@ QString reportWords(int report)
     return statusWord(report);
 }
 
+QString featureWords(const QByteArray &block)
+{
+    return bitWords(qFromBigEndian<quint32>(block.constData() + 2),
+                    {QStringLiteral("file transport"), QStringLiteral("recycler")});
+}
+
 } // namespace
 
 QString billArgumentWords(const QByteArray &block)
 {
     switch (byteAt(block, 0)) {
+    case 0x32:
+        return QStringLiteral("high for ") + typeWords(wordAt(block, 1));
     case 0x34:
         return QStringLiteral("enabled %1, escrow %2")
             .arg(typeWords(wordAt(block, 1)), typeWords(wordAt(block, 3)));
     case 0x35:
         return byteAt(block, 1) & 0x01 ? QStringLiteral("stack") : QStringLiteral("return");
+    case 0x37:
+        return byteAt(block, 1) == 1 ? featureWords(block) : QString();
     default:
         return {};
     }
@@ -74,9 +75,6 @@ QString billArgumentWords(const QByteArray &block)
 
 QString billSetupWords(const QByteArray &data)
 {
-    QStringList credits;
-    for (const char credit : data.mid(11))
-        credits.append(QString::number(static_cast<quint8>(credit)));
     return QStringLiteral("level %1, currency %2, scaling %3, decimals %4, stacker for %5, %6, "
                           "credits: %7")
         .arg(byteAt(data, 0))
@@ -85,7 +83,7 @@ QString billSetupWords(const QByteArray &data)
         .arg(byteAt(data, 5))
         .arg(wordAt(data, 6))
         .arg(byteAt(data, 10) ? QStringLiteral("escrow") : QStringLiteral("no escrow"),
-             credits.isEmpty() ? QStringLiteral("none") : credits.join(QLatin1Char(' ')));
+             numberWords(data.mid(11)));
 }
 
 QString billPollWords(const QByteArray &data)

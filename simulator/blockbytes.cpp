@@ -1,9 +1,22 @@
 #include "blockbytes.h"
 
-#include <QStringList>
 #include <QtEndian>
 
 namespace mdbsim {
+
+namespace {
+
+/// What would disturb a line of text is shown as a dot.
+QString plainText(QByteArray bytes)
+{
+    for (char &byte : bytes) {
+        if (byte < ' ' || byte > '~')
+            byte = '.';
+    }
+    return QString::fromLatin1(bytes).trimmed();
+}
+
+} // namespace
 
 QByteArray bytesOf(std::initializer_list<int> values)
 {
@@ -39,8 +52,41 @@ QByteArray identificationBytes(const QByteArray &model)
 QString identificationWords(const QByteArray &bytes)
 {
     return QStringLiteral("%1 %2, serial %3")
-        .arg(QString::fromLatin1(bytes.left(3)), QString::fromLatin1(bytes.mid(15, 12)).trimmed(),
-             QString::fromLatin1(bytes.mid(3, 12)));
+        .arg(plainText(bytes.left(3)), plainText(bytes.mid(15, 12)), plainText(bytes.mid(3, 12)));
+}
+
+QString typeWords(int mask)
+{
+    if (mask == 0xFFFF)
+        return QStringLiteral("all");
+    QStringList types;
+    for (int type = 0; type < 16; ++type) {
+        if (mask & (1 << type))
+            types.append(QString::number(type));
+    }
+    return types.isEmpty() ? QStringLiteral("none") : types.join(QLatin1Char(','));
+}
+
+QString numberWords(const QByteArray &bytes)
+{
+    QStringList numbers;
+    for (const char byte : bytes)
+        numbers.append(QString::number(static_cast<quint8>(byte)));
+    while (!numbers.isEmpty() && numbers.last() == QLatin1String("0"))
+        numbers.removeLast();
+    return numbers.isEmpty() ? QStringLiteral("none") : numbers.join(QLatin1Char(' '));
+}
+
+QString bitWords(quint32 bits, const QStringList &names)
+{
+    if (bits == 0xFFFFFFFF)
+        return QStringLiteral("all");
+    QStringList words;
+    for (int bit = 0; bit < 32; ++bit) {
+        if (bits >> bit & 1)
+            words.append(names.value(bit, QStringLiteral("bit %1").arg(bit)));
+    }
+    return words.isEmpty() ? QStringLiteral("none") : words.join(QStringLiteral(", "));
 }
 
 QString hexWords(const QByteArray &bytes)

@@ -2,6 +2,8 @@
 
 #include "peripheral.h"
 
+#include <QStringList>
+
 #include <initializer_list>
 
 namespace mdbsim {
@@ -22,6 +24,13 @@ QByteArray identificationBytes(const QByteArray &model);
 /// Such bytes in words.
 QString identificationWords(const QByteArray &bytes);
 
+/// Numbers of the types whose bits are set, for example "0,2"; "all" of 16, or "none".
+QString typeWords(int mask);
+/// The bytes as numbers up to the last that is not 0, for example "5 10"; "none" if all are 0.
+QString numberWords(const QByteArray &bytes);
+/// Names of the bits that are set, lowest first; one without a name is called "bit 7". "all" of
+/// 32, or "none".
+QString bitWords(quint32 bits, const QStringList &names);
 /// The bytes as text, for example "0x12 0x34".
 QString hexWords(const QByteArray &bytes);
 /// What a reply without data is called.

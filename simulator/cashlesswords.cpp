@@ -3,6 +3,7 @@
 #include "blockbytes.h"
 
 #include <QStringList>
+#include <QtEndian>
 
 #include <algorithm>
 #include <iterator>
@@ -26,13 +27,15 @@ struct Message
 
 QString configurationDetails(const QByteArray &message)
 {
-    return QStringLiteral("level %1, currency %2, scale %3, decimals %4, %5 s, options 0x%6")
+    return QStringLiteral("level %1, currency %2, scale %3, decimals %4, %5 s, options: %6")
         .arg(byteAt(message, 1))
         .arg(wordAt(message, 2), 4, 16, QLatin1Char('0'))
         .arg(byteAt(message, 4))
         .arg(byteAt(message, 5))
         .arg(byteAt(message, 6))
-        .arg(byteAt(message, 7), 2, 16, QLatin1Char('0'));
+        .arg(bitWords(static_cast<quint32>(byteAt(message, 7)),
+                      {QStringLiteral("refund"), QStringLiteral("multivend"),
+                       QStringLiteral("display"), QStringLiteral("cash sale")}));
 }
 
 QString displayDetails(const QByteArray &message)
@@ -45,9 +48,12 @@ QString displayDetails(const QByteArray &message)
 QString sessionDetails(const QByteArray &message)
 {
     const int funds = wordAt(message, 1);
-    if (funds == unknownFunds)
-        return QStringLiteral("funds unknown");
-    return QStringLiteral("funds %1").arg(funds);
+    const QString words = funds == unknownFunds ? QStringLiteral("funds unknown")
+                                                : QStringLiteral("funds %1").arg(funds);
+    const QByteArray media = message.mid(3, 4);
+    if (media.isEmpty() || media == QByteArray(4, '\xFF'))
+        return words;
+    return words + QStringLiteral(", card %1").arg(qFromBigEndian<quint32>(media.constData()));
 }
 
 QString amountDetails(const QByteArray &message)
@@ -63,6 +69,22 @@ QString identificationDetails(const QByteArray &message)
 QString stateDetails(const QByteArray &message)
 {
     return message.size() < 2 ? QString() : cashlessStateWord(byteAt(message, 1));
+}
+
+/// The kind of error is in the upper four bits; the lower are the maker's.
+QString errorDetails(const QByteArray &message)
+{
+    static const QStringList kinds = {
+        QStringLiteral("payment media error"),  QStringLiteral("invalid payment media"),
+        QStringLiteral("tampered with"),        QStringLiteral("maker's error"),
+        QStringLiteral("no communication"),     QStringLiteral("needs service"),
+        QStringLiteral("unassigned error"),     QStringLiteral("maker's error"),
+        QStringLiteral("reader failed"),        QStringLiteral("no communication"),
+        QStringLiteral("payment media jammed"), QStringLiteral("maker's error"),
+        QStringLiteral("refund lost")};
+    const QByteArray code = message.mid(1, 1);
+    return QStringLiteral("%1 (%2)").arg(
+        kinds.value(byteAt(code, 0) >> 4, QStringLiteral("unknown error")), hexWords(code));
 }
 
 QString hexDetails(const QByteArray &message)
@@ -81,7 +103,7 @@ constexpr Message messages[] = {
     {cashlessreport::endSession, 1, "end session", nullptr},
     {cashlessreport::cancelled, 1, "cancelled", nullptr},
     {cashlessreport::identification, allBytes, "identification", identificationDetails},
-    {cashlessreport::malfunction, 2, "malfunction", hexDetails},
+    {cashlessreport::malfunction, 2, "malfunction", errorDetails},
     {cashlessreport::outOfSequence, 1, "out of sequence", stateDetails},
     {cashlessreport::revalueApproved, 1, "revalue approved", nullptr},
     {cashlessreport::revalueDenied, 1, "revalue denied", nullptr},
@@ -122,6 +144,40 @@ QString saleWords(const QByteArray &block)
     return QStringLiteral("%1, item %2").arg(wordAt(block, 2)).arg(wordAt(block, 4));
 }
 
+/// The ends of the range that say nothing are called unknown.
+QString priceWords(const QByteArray &block)
+{
+    const bool expanded = block.size() > 6;
+    const auto price = [&](int index) {
+        return expanded ? qFromBigEndian<quint32>(block.constData() + 2 + 4 * index)
+                        : static_cast<quint32>(wordAt(block, 2 + 2 * index));
+    };
+    const quint32 none = expanded ? 0xFFFFFFFF : 0xFFFF;
+    const QString unknown = QStringLiteral("unknown");
+    const QString words = QStringLiteral("from %1 to %2")
+                              .arg(price(1) == 0 ? unknown : QString::number(price(1)),
+                                   price(0) == none ? unknown : QString::number(price(0)));
+    if (!expanded)
+        return words;
+    return words + QStringLiteral(", currency %1").arg(wordAt(block, 10), 4, 16, QLatin1Char('0'));
+}
+
+/// Year, month, day, hour, minute and second are packed BCD, so hexadecimal shows them.
+QString timeWords(const QByteArray &block)
+{
+    const QByteArray day = block.mid(2, 3).toHex('-');
+    const QByteArray time = block.mid(5, 3).toHex(':');
+    return QString::fromLatin1(day + ' ' + time);
+}
+
+QString optionWords(const QByteArray &block)
+{
+    return bitWords(qFromBigEndian<quint32>(block.constData() + 2),
+                    {QStringLiteral("file transport"), QStringLiteral("32-bit money"),
+                     QStringLiteral("several currencies"), QStringLiteral("negative vend"),
+                     QStringLiteral("data entry"), QStringLiteral("always idle")});
+}
+
 } // namespace
 
 QString cashlessStateWord(int state)
@@ -138,19 +194,33 @@ QString cashlessArgumentWords(const QByteArray &block)
 {
     const int code = byteAt(block, 0) & 0x07;
     const int sub = block.size() > 1 ? byteAt(block, 1) : 0;
-    if (code == 1 && sub == 0)
+    switch (code << 8 | sub) {
+    case 0x100:
         return QStringLiteral("level %1, display %2 x %3")
             .arg(byteAt(block, 2))
             .arg(byteAt(block, 3))
             .arg(byteAt(block, 4));
-    if (code == 3 && (sub == 0 || sub == 5 || sub == 6))
+    case 0x101:
+        return priceWords(block);
+    case 0x300:
+    case 0x305:
+    case 0x306:
         return saleWords(block);
-    if (code == 3 && sub == 2)
+    case 0x302:
         return QStringLiteral("item %1").arg(wordAt(block, 2));
-    if (code == 5 && sub == 0)
+    case 0x500:
         return QString::number(wordAt(block, 2));
-    const bool plainData = (code == 1 && sub == 1) || (code == 7 && (sub == 4 || sub == 0xFF));
-    return plainData ? hexWords(block.mid(2)) : QString();
+    case 0x700:
+        return identificationWords(block.mid(2));
+    case 0x703:
+        return timeWords(block);
+    case 0x704:
+        return optionWords(block);
+    case 0x7FF:
+        return hexWords(block.mid(2));
+    default:
+        return {};
+    }
 }
 
 QString cashlessReplyWords(const QByteArray &data, const CashlessForms &forms)

@@ -41,11 +41,13 @@ void TestBillWords::exchanges_data()
             33 : POLL => just reset
             33 : POLL => ACK
             31 : SETUP => level 2, currency 1978, scaling 100, decimals 2, stacker for 600, \
-                escrow, credits: 5 10 20 50 0 0 0 0 0 0 0 0 0 0 0 0
-            32 FF FF : SECURITY => ACK
+                escrow, credits: 5 10 20 50
+            32 FF FF : SECURITY high for all => ACK
+            32 00 05 : SECURITY high for 0,2 => ACK
             37 00 : IDENTIFICATION => SIM BILL, serial 000000000001
             37 02 : IDENTIFICATION WITH OPTIONS => SIM BILL, serial 000000000001
-            37 01 FF FF FF FF : FEATURE ENABLE => ACK
+            37 01 FF FF FF FF : FEATURE ENABLE all => ACK
+            37 01 00 00 00 02 : FEATURE ENABLE recycler => ACK
             36 : STACKER => 0 bills
             34 00 07 00 03 : BILL TYPE enabled 0,1,2, escrow 0,1 => ACK
             34 00 00 00 00 : BILL TYPE enabled none, escrow none => ACK

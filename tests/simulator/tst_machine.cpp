@@ -44,6 +44,7 @@ private Q_SLOTS:
     void wrongActionsAreRefused();
     void generalActionsWork();
     void stateHoldsTheWholeMachine();
+    void reportHoldsEveryDevice();
     void linkLivesAsLongAsTheMachine();
     void startsAgainWithAnotherConfig();
 };
@@ -227,6 +228,21 @@ void TestMachine::stateHoldsTheWholeMachine()
         QCOMPARE(machine.perform({{"device", device}, {"action", "state"}}).value("state"),
                  QJsonValue(own));
     }
+}
+
+void TestMachine::reportHoldsEveryDevice()
+{
+    Machine machine;
+    QVERIFY(machine.report().devices.empty());
+    QVERIFY(machine.start(Machine::defaultConfig(), nullptr));
+    QCOMPARE(TestMaster(machine.port()).exchange(hex("33")), hex("0606"));
+    const auto report = [&] {
+        return machine.perform({{"action", "report"}}).value("report").toObject();
+    };
+    for (const char *device : {"coin", "cashless1", "cashless2"})
+        QCOMPARE(report().value(QLatin1String(device)).toObject().value("exchanges"),
+                 QJsonValue(0));
+    QCOMPARE(report().value("bill").toObject().value("exchanges"), QJsonValue(1));
 }
 
 void TestMachine::linkLivesAsLongAsTheMachine()

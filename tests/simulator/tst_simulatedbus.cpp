@@ -393,18 +393,19 @@ void TestSimulatedBus::exchangesAreAccountedFor()
 
 void TestSimulatedBus::resetHasItsReason()
 {
-    Bench bench(Reply::ack());
     using Cause = ResetReason::Cause;
+    Bench bench(Reply::ack());
     QCOMPARE(bench.master->exchange(hex("08")), hex("00"));
     QTRY_COMPARE(bench.exchanges().size(), 1);
     QVERIFY(bench.exchanges().first().resetReason);
+    QVERIFY(bench.exchanges().first().resetReason->cause == Cause::FirstContact);
     bench.bus.hangUp();
     QTRY_VERIFY(bench.master->hasHungUp());
-    const auto resetAgain = [&] {
-        TestMaster(bench.bus.port()).exchange(hex("08"));
-        return bench.exchanges().size() == 2;
-    };
-    QTRY_VERIFY(resetAgain());
+    const auto isBack = [&] { return TestMaster(bench.bus.port()).exchange(poll) == hex("00"); };
+    QTRY_VERIFY(isBack());
+    QCOMPARE(TestMaster(bench.bus.port()).exchange(hex("08")), hex("00"));
+    QTRY_VERIFY(bench.exchanges().last().resetReason);
+    QVERIFY(bench.exchanges().last().resetReason->cause == Cause::PortReopened);
     QCOMPARE(bench.bus.report().devices.front().resets,
              (std::map<Cause, int>{{Cause::FirstContact, 1}, {Cause::PortReopened, 1}}));
 }
