@@ -11,8 +11,9 @@ namespace {
 
 /// The longest block of the standard, check byte included.
 constexpr int maxBlockBytes = 36;
-/// Bytes of one block are 1.1 ms apart; a sender may stretch that to about 6 ms.
-constexpr qint64 gapUs = 8000;
+/// Bytes of one block are 1.1 ms apart. What has its check byte is a block after this pause, soon
+/// enough for a reply within the standard's 5 ms.
+constexpr qint64 gapUs = 4000;
 /// A mode bit in mid block opens a new one only after such a pause; sooner it may well be parity
 /// that was read too late on a busy machine.
 constexpr qint64 newBlockUs = 20000;

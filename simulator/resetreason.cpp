@@ -13,8 +13,10 @@ constexpr qint64 pauseUs = 2000000;
 constexpr int recentExchanges = 20;
 /// One alone is an everyday disturbance.
 constexpr int fewestInARow = 2;
-/// After so many the master doubts a reader that was never enabled.
-constexpr int fewestBareAcks = 11;
+/// The master doubts a reader that is not enabled at every eleventh.
+constexpr int doubtfulAcks = 11;
+/// A master gives up a device at so many unanswered commands.
+constexpr int lostAfter = 6;
 
 bool isRecent(const std::optional<int> &exchanges)
 {
@@ -30,6 +32,15 @@ bool isReader(const QByteArray &block)
 bool isReset(const QByteArray &block)
 {
     return (byteAt(block, 0) & 0x07) == 0;
+}
+
+/// Whether the master takes a bare ACK to this command for an idle reader.
+bool mayBeIdle(const QByteArray &block)
+{
+    const int code = byteAt(block, 0) & 0x07;
+    const int sub = block.size() > 1 ? byteAt(block, 1) : -1;
+    const bool expectsMore = sub == 0 && code % 2 != 0;
+    return code != 0 && !expectsMore && !(code == 4 && sub == 1);
 }
 
 /// READER ENABLE or READER DISABLE.
@@ -67,7 +78,7 @@ QString ResetReason::causeWords(Cause cause)
     case Cause::OutOfSequence:
         return QStringLiteral("device reported out of sequence");
     case Cause::BareAcks:
-        return QStringLiteral("bare ACKs before the reader was enabled");
+        return QStringLiteral("11 bare ACKs while the reader was not enabled");
     case Cause::Unanswered:
         return QStringLiteral("commands unanswered");
     case Cause::Damaged:
@@ -89,14 +100,28 @@ std::optional<ResetReason> ResetObserver::observe(const Exchange &exchange)
     notePause(exchange);
     if (isReset(exchange.block)) {
         const ResetReason found = reason();
-        *this = {};
-        m_resetSeen = true;
-        m_lastUs = exchange.timeUs;
+        closeBook(exchange);
         return found;
+    }
+    for (auto *since : {&m_sinceJustReset, &m_sinceOutOfSequence, &m_sinceDoubt}) {
+        if (*since)
+            ++**since;
     }
     noteAnswer(exchange);
     noteMessage(exchange);
     return std::nullopt;
+}
+
+/// The count of bare ACKs goes on, as the master's does.
+void ResetObserver::closeBook(const Exchange &exchange)
+{
+    const int bareAcks = m_bareAcks;
+    const bool enabled = m_readerEnabled && !isBareAck(exchange);
+    *this = {};
+    m_resetSeen = true;
+    m_lastUs = exchange.timeUs;
+    m_bareAcks = bareAcks;
+    m_readerEnabled = enabled;
 }
 
 /// A master that comes back knows nothing of what was before.
@@ -119,31 +144,35 @@ void ResetObserver::noteAnswer(const Exchange &exchange)
     const bool good = isAcked(exchange) || isBareAck(exchange);
     m_unanswered = silent ? m_unanswered + 1 : 0;
     m_damaged = good || silent ? 0 : m_damaged + 1;
-    if (silent)
+    if (isReader(exchange.block))
+        noteReader(exchange);
+}
+
+void ResetObserver::noteReader(const Exchange &exchange)
+{
+    if (m_unanswered > 0)
         m_bareAcks = 0;
-    if (good && switchesReader(exchange.block)) {
+    if (m_unanswered >= lostAfter)
+        m_readerEnabled = false;
+    if (!isBareAck(exchange))
+        return;
+    if (switchesReader(exchange.block))
         m_readerEnabled = byteAt(exchange.block, 1) == 1;
-        m_bareAcks = 0;
-    } else if (isBareAck(exchange) && isReader(exchange.block) && !m_readerEnabled) {
-        ++m_bareAcks;
-    }
+    if (!mayBeIdle(exchange.block) || ++m_bareAcks < doubtfulAcks)
+        return;
+    m_bareAcks = 0;
+    if (!m_readerEnabled)
+        m_sinceDoubt = 0;
 }
 
 void ResetObserver::noteMessage(const Exchange &exchange)
 {
-    const bool reported = isAcked(exchange);
-    // Of the words only these devices' statuses contain them; "was" is the changer's.
-    const bool justReset = exchange.answer.contains(QLatin1String("just reset"))
-        || exchange.answer.contains(QLatin1String("was reset"));
-    if (m_sinceJustReset)
-        ++*m_sinceJustReset;
-    if (m_sinceOutOfSequence)
-        ++*m_sinceOutOfSequence;
-    if (reported && justReset) {
+    if (!isAcked(exchange))
+        return;
+    if (exchange.answer.contains(QLatin1String("just reset"))
+        || exchange.answer.contains(QLatin1String("was reset")))
         m_sinceJustReset = 0;
-        m_readerEnabled = false;
-    }
-    if (reported && exchange.answer.contains(QLatin1String("out of sequence")))
+    if (exchange.answer.contains(QLatin1String("out of sequence")))
         m_sinceOutOfSequence = 0;
 }
 
@@ -154,8 +183,8 @@ ResetReason ResetObserver::reason() const
         return {Cause::FirstContact, 0};
     if (isRecent(m_sinceOutOfSequence))
         return {Cause::OutOfSequence, 0};
-    if (m_bareAcks >= fewestBareAcks)
-        return {Cause::BareAcks, m_bareAcks};
+    if (isRecent(m_sinceDoubt))
+        return {Cause::BareAcks, 0};
     if (m_unanswered >= fewestInARow)
         return {Cause::Unanswered, m_unanswered};
     if (m_damaged >= fewestInARow)

@@ -15,6 +15,7 @@ struct ResetReason
         /// The first RESET since the bus was started.
         FirstContact,
         OutOfSequence,
+        /// Of a reader; eleven make the master doubt that it is being set up.
         BareAcks,
         Unanswered,
         Damaged,
@@ -45,7 +46,9 @@ public:
 
 private:
     void notePause(const Exchange &exchange);
+    void closeBook(const Exchange &exchange);
     void noteAnswer(const Exchange &exchange);
+    void noteReader(const Exchange &exchange);
     void noteMessage(const Exchange &exchange);
     ResetReason reason() const;
 
@@ -60,6 +63,8 @@ private:
     /// Exchanges since the device said so.
     std::optional<int> m_sinceJustReset;
     std::optional<int> m_sinceOutOfSequence;
+    /// Exchanges since the master came to doubt a reader that is not enabled.
+    std::optional<int> m_sinceDoubt;
 };
 
 } // namespace mdbsim

@@ -154,10 +154,10 @@ void TestResetReason::reasonFollowsFromTheBus_data()
         << "no cause on the bus";
 
     QTest::newRow("eleven ACKs of a reader") << Steps{readerReset} + times(11, readerPoll)
-            + Steps{readerReset} << "11 bare ACKs before the reader was enabled";
+            + Steps{readerReset} << "11 bare ACKs while the reader was not enabled";
     QTest::newRow("eleven ACKs of the second reader")
         << Steps{answered("60")} + times(11, secondReaderPoll) + Steps{answered("60")}
-        << "11 bare ACKs before the reader was enabled";
+        << "11 bare ACKs while the reader was not enabled";
     QTest::newRow("ten ACKs of a reader")
         << Steps{readerReset} + times(10, readerPoll) + Steps{readerReset} << "no cause on the bus";
     QTest::newRow("ACKs of a reader after a lost poll") << Steps{readerReset} + times(6, readerPoll)
@@ -167,10 +167,19 @@ void TestResetReason::reasonFollowsFromTheBus_data()
             + Steps{readerReset} << "no cause on the bus";
     QTest::newRow("ACKs of a reader that was disabled")
         << Steps{readerReset, enable, disable} + times(11, readerPoll) + Steps{readerReset}
-        << "11 bare ACKs before the reader was enabled";
-    QTest::newRow("ACKs of a reader that restarted")
-        << Steps{readerReset, enable, readerIsReset} + times(11, readerPoll) + Steps{readerReset}
-        << "11 bare ACKs before the reader was enabled";
+        << "11 bare ACKs while the reader was not enabled";
+    QTest::newRow("enabled after the eleventh ACK") << Steps{readerReset} + times(11, readerPoll)
+            + Steps{enable, readerReset} << "11 bare ACKs while the reader was not enabled";
+    QTest::newRow("ACKs from before the last reset count") << Steps{readerReset, enable}
+            + times(5, readerPoll) + Steps{readerReset} + times(6, readerPoll)
+            + Steps{readerReset} << "11 bare ACKs while the reader was not enabled";
+    QTest::newRow("ACKs to prices count, to a vend request not")
+        << Steps{readerReset, answered("130000960007"), answered("1101FFFF0000")}
+            + times(9, readerPoll) + Steps{readerReset}
+        << "no cause on the bus";
+    QTest::newRow("ACKs of a reader that was lost") << Steps{readerReset, enable}
+            + times(6, unanswered("12")) + times(11, readerPoll)
+            + Steps{readerReset} << "11 bare ACKs while the reader was not enabled";
     QTest::newRow("ACKs of a changer") << Steps{changerReset} + times(30, changerPoll)
             + Steps{changerReset} << "no cause on the bus";
 
@@ -182,7 +191,7 @@ void TestResetReason::reasonFollowsFromTheBus_data()
             + Steps{later(changerReset, 2000)} << "after a pause of the master";
     QTest::newRow("ACKs after a pause") << Steps{readerReset, enable, later(readerPoll, 5000)}
             + times(10, readerPoll)
-            + Steps{readerReset} << "11 bare ACKs before the reader was enabled";
+            + Steps{readerReset} << "11 bare ACKs while the reader was not enabled";
 }
 
 void TestResetReason::reasonFollowsFromTheBus()
