@@ -71,6 +71,8 @@ public:
     Q_INVOKABLE QJsonObject replug(const QString &device);
     /// So many exchanges of the device go wrong; endlessly for a count of 0, until "none".
     Q_INVOKABLE QJsonObject fault(const QString &device, const QString &kind, int count);
+    /// How the exchanges went since the start, see mdbsim::BusReport::toJson().
+    Q_INVOKABLE QJsonObject report() const { return m_machine.report().toJson(); }
 
 Q_SIGNALS:
     void configChanged();

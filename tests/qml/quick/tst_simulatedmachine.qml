@@ -147,6 +147,7 @@ TestCase {
         var polls = machine.statistics.coin.exchanges
         tryVerify(function() { return machine.statistics.coin.exchanges > polls + 5 }, longEnough)
         compare(countLines("[wrongCheckByte"), 2)
+        verify(machine.report().coin.pollIntervalMs.count > polls)
         compare(machine.fault("coin", "earthquake", 1).ok, false)
     }
 }
