@@ -165,6 +165,7 @@ void ResetObserver::noteReader(const Exchange &exchange)
         m_sinceDoubt = 0;
 }
 
+/// Goes by the words, which have already told a status from a coin or an amount.
 void ResetObserver::noteMessage(const Exchange &exchange)
 {
     if (!isAcked(exchange))
