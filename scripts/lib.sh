@@ -18,7 +18,8 @@ install_packages() {
         --no-install-recommends "${missing[@]}"
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build qtbase5-dev qtdeclarative5-dev qtdeclarative5-dev-tools)
+BUILD_PACKAGES=(g++ cmake ninja-build qtbase5-dev qtdeclarative5-dev qtdeclarative5-dev-tools
+    libedit-dev)
 RUN_PACKAGES=(qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-layouts
     qml-module-qtquick-controls2 fonts-dejavu-core)
 TEST_PACKAGES=(qml-module-qttest)

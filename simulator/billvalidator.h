@@ -25,6 +25,7 @@ public:
     Reply answer(const QByteArray &block, qint64 nowMs) override;
     void acknowledged() override { m_reports.acknowledged(); }
     void notAcknowledged() override { m_reports.notAcknowledged(); }
+    QVector<ActionForm> actions() const override;
     QJsonObject perform(const QJsonObject &action, qint64 nowMs) override;
     QJsonObject state() const override;
     QString describeCommand(const QByteArray &block) const override;
@@ -36,6 +37,7 @@ private:
     struct Refusal;
 
     static const Command *findCommand(const QByteArray &block);
+    static const QVector<Action> &actionTable();
     static const Action *findAction(const QString &name);
 
     Reply reset(const QByteArray &block);

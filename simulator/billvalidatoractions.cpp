@@ -5,7 +5,6 @@
 #include "jsonreader.h"
 
 #include <algorithm>
-#include <iterator>
 
 namespace mdbsim {
 
@@ -29,6 +28,7 @@ struct BillValidator::Action
     const char *name;
     QJsonObject (BillValidator::*plain)();
     QJsonObject (BillValidator::*withFields)(JsonReader *);
+    QVector<ActionField> fields;
 };
 
 /// Why a bill is not accepted, and what the master hears of it.
@@ -38,23 +38,38 @@ struct BillValidator::Refusal
     int report = 0;
 };
 
+const QVector<BillValidator::Action> &BillValidator::actionTable()
+{
+    using Kind = ActionField::Kind;
+    static const QVector<Action> actions = {
+        {"insertBill", nullptr, &BillValidator::insertBill, {{"type", Kind::Number, true}}},
+        {"removeEscrowBill", &BillValidator::removeEscrowBill, nullptr, {}},
+        {"jam", &BillValidator::jam, nullptr, {}},
+        {"clearJam", &BillValidator::clearJam, nullptr, {}},
+        {"removeCashBox", &BillValidator::removeCashBox, nullptr, {}},
+        {"replaceCashBox", &BillValidator::replaceCashBox, nullptr, {}},
+        {"fillStacker", &BillValidator::fillStacker, nullptr, {}},
+        {"reset", &BillValidator::powerUp, nullptr, {}},
+        {"state", &BillValidator::tellState, nullptr, {}},
+    };
+    return actions;
+}
+
+QVector<ActionForm> BillValidator::actions() const
+{
+    QVector<ActionForm> forms;
+    for (const Action &action : actionTable())
+        forms.append({QLatin1String(action.name), action.fields});
+    return forms;
+}
+
 const BillValidator::Action *BillValidator::findAction(const QString &name)
 {
-    static constexpr Action actions[] = {
-        {"insertBill", nullptr, &BillValidator::insertBill},
-        {"removeEscrowBill", &BillValidator::removeEscrowBill, nullptr},
-        {"jam", &BillValidator::jam, nullptr},
-        {"clearJam", &BillValidator::clearJam, nullptr},
-        {"removeCashBox", &BillValidator::removeCashBox, nullptr},
-        {"replaceCashBox", &BillValidator::replaceCashBox, nullptr},
-        {"fillStacker", &BillValidator::fillStacker, nullptr},
-        {"reset", &BillValidator::powerUp, nullptr},
-        {"state", &BillValidator::tellState, nullptr},
-    };
-    const auto found =
-        std::find_if(std::begin(actions), std::end(actions),
-                     [&](const Action &action) { return name == QLatin1String(action.name); });
-    return found == std::end(actions) ? nullptr : found;
+    const QVector<Action> &actions = actionTable();
+    const auto found = std::find_if(actions.begin(), actions.end(), [&](const Action &action) {
+        return name == QLatin1String(action.name);
+    });
+    return found == actions.end() ? nullptr : found;
 }
 
 QJsonObject BillValidator::perform(const QJsonObject &action, qint64 nowMs)

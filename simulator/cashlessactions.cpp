@@ -4,7 +4,6 @@
 #include "jsonreader.h"
 
 #include <algorithm>
-#include <iterator>
 #include <limits>
 
 namespace mdbsim {
@@ -21,28 +20,58 @@ struct CashlessReader::Action
     const char *name;
     QJsonObject (CashlessReader::*plain)();
     QJsonObject (CashlessReader::*withFields)(JsonReader *);
+    QVector<ActionField> fields;
 };
+
+const QVector<CashlessReader::Action> &CashlessReader::actionTable()
+{
+    using Kind = ActionField::Kind;
+    static const QVector<Action> actions = {
+        {"tapCard",
+         nullptr,
+         &CashlessReader::tapCard,
+         {{"funds", Kind::Number, false},
+          {"paymentType", Kind::Number, false},
+          {"mediaId", Kind::Number, false}}},
+        {"removeCard", &CashlessReader::removeCard, nullptr, {}},
+        {"pressCancel", &CashlessReader::pressCancel, nullptr, {}},
+        {"approve", nullptr, &CashlessReader::approveByPerson, {{"amount", Kind::Number, false}}},
+        {"deny", &CashlessReader::denyByPerson, nullptr, {}},
+        {"revalueAnswer",
+         nullptr,
+         &CashlessReader::setRevalueAnswer,
+         {{"approveRevalue", Kind::Flag, false}, {"revalueLimit", Kind::Number, false}}},
+        {"sendDisplay",
+         nullptr,
+         &CashlessReader::sendDisplay,
+         {{"text", Kind::Text, true}, {"tenths", Kind::Number, false}}},
+        {"outOfSequence",
+         nullptr,
+         &CashlessReader::sendOutOfSequence,
+         {{"status", Kind::Number, false}}},
+        {"malfunction", nullptr, &CashlessReader::startMalfunction, {{"code", Kind::Number, true}}},
+        {"clearMalfunction", &CashlessReader::clearMalfunction, nullptr, {}},
+        {"reset", &CashlessReader::powerUp, nullptr, {}},
+        {"state", &CashlessReader::tellState, nullptr, {}},
+    };
+    return actions;
+}
+
+QVector<ActionForm> CashlessReader::actions() const
+{
+    QVector<ActionForm> forms;
+    for (const Action &action : actionTable())
+        forms.append({QLatin1String(action.name), action.fields});
+    return forms;
+}
 
 const CashlessReader::Action *CashlessReader::findAction(const QString &name)
 {
-    static constexpr Action actions[] = {
-        {"tapCard", nullptr, &CashlessReader::tapCard},
-        {"removeCard", &CashlessReader::removeCard, nullptr},
-        {"pressCancel", &CashlessReader::pressCancel, nullptr},
-        {"approve", nullptr, &CashlessReader::approveByPerson},
-        {"deny", &CashlessReader::denyByPerson, nullptr},
-        {"revalueAnswer", nullptr, &CashlessReader::setRevalueAnswer},
-        {"sendDisplay", nullptr, &CashlessReader::sendDisplay},
-        {"outOfSequence", nullptr, &CashlessReader::sendOutOfSequence},
-        {"malfunction", nullptr, &CashlessReader::startMalfunction},
-        {"clearMalfunction", &CashlessReader::clearMalfunction, nullptr},
-        {"reset", &CashlessReader::powerUp, nullptr},
-        {"state", &CashlessReader::tellState, nullptr},
-    };
-    const auto found =
-        std::find_if(std::begin(actions), std::end(actions),
-                     [&](const Action &action) { return name == QLatin1String(action.name); });
-    return found == std::end(actions) ? nullptr : found;
+    const QVector<Action> &actions = actionTable();
+    const auto found = std::find_if(actions.begin(), actions.end(), [&](const Action &action) {
+        return name == QLatin1String(action.name);
+    });
+    return found == actions.end() ? nullptr : found;
 }
 
 QJsonObject CashlessReader::perform(const QJsonObject &action, qint64 nowMs)

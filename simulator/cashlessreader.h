@@ -34,6 +34,7 @@ public:
     Reply answer(const QByteArray &block, qint64 nowMs) override;
     void acknowledged() override;
     void notAcknowledged() override;
+    QVector<ActionForm> actions() const override;
     QJsonObject perform(const QJsonObject &action, qint64 nowMs) override;
     QJsonObject state() const override;
     QString describeCommand(const QByteArray &block) const override;
@@ -72,6 +73,7 @@ private:
     };
 
     static const Command *findCommand(const QByteArray &block);
+    static const QVector<Action> &actionTable();
     static const Action *findAction(const QString &name);
     static int stateBit(State state) { return 1 << static_cast<int>(state); }
 

@@ -13,7 +13,7 @@ namespace mdbsim {
 
 /// A coin changer, level 2 or 3.
 ///
-/// Actions: insertCoin {type}, insertToken {type, may be absent}, pressLever, insertSlug,
+/// Actions: insertCoin {type}, insertToken, pressLever, insertSlug,
 /// dispenseManually {type, count}, setTube {type, count}, jam, clearJam, reset, state.
 /// Events: coinInserted {type, value, to: "tube" or "cashBox"}, coinRejected {type, value},
 /// coinPaid {type, value}, payoutFinished {asked, paid, reason: "done", "empty", "jam" or "reset"},
@@ -29,6 +29,7 @@ public:
     Reply answer(const QByteArray &block, qint64 nowMs) override;
     void acknowledged() override;
     void notAcknowledged() override;
+    QVector<ActionForm> actions() const override;
     QJsonObject perform(const QJsonObject &action, qint64 nowMs) override;
     QJsonObject state() const override;
     QString describeCommand(const QByteArray &block) const override;
@@ -56,6 +57,7 @@ private:
     };
 
     static const Command *findCommand(const QByteArray &block);
+    static const QVector<Action> &actionTable();
     static const Action *findAction(const QString &name);
 
     Reply answerReset(const QByteArray &block);

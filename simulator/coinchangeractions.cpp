@@ -28,7 +28,18 @@ struct CoinChanger::Action
     QJsonObject (CoinChanger::*perform)(const Arguments &arguments);
 
     bool read(const QJsonObject &action, Arguments *arguments, QString *error) const;
+    QVector<ActionField> fields() const;
 };
+
+QVector<ActionField> CoinChanger::Action::fields() const
+{
+    QVector<ActionField> fields;
+    if (takes != Takes::Nothing)
+        fields.append({QStringLiteral("type"), ActionField::Kind::Number, true});
+    if (takes == Takes::TypeAndCount)
+        fields.append({QStringLiteral("count"), ActionField::Kind::Number, true});
+    return fields;
+}
 
 bool CoinChanger::Action::read(const QJsonObject &action, Arguments *arguments,
                                QString *error) const
@@ -46,7 +57,7 @@ bool CoinChanger::Action::read(const QJsonObject &action, Arguments *arguments,
     return reader.finish(error);
 }
 
-const CoinChanger::Action *CoinChanger::findAction(const QString &name)
+const QVector<CoinChanger::Action> &CoinChanger::actionTable()
 {
     using Takes = Action::Takes;
     static const QVector<Action> actions = {
@@ -61,6 +72,20 @@ const CoinChanger::Action *CoinChanger::findAction(const QString &name)
         {"reset", Takes::Nothing, &CoinChanger::resetByPerson},
         {"state", Takes::Nothing, &CoinChanger::tellState},
     };
+    return actions;
+}
+
+QVector<ActionForm> CoinChanger::actions() const
+{
+    QVector<ActionForm> forms;
+    for (const Action &action : actionTable())
+        forms.append({QLatin1String(action.name), action.fields()});
+    return forms;
+}
+
+const CoinChanger::Action *CoinChanger::findAction(const QString &name)
+{
+    const QVector<Action> &actions = actionTable();
     const auto known = std::find_if(actions.begin(), actions.end(), [&](const Action &action) {
         return name == QLatin1String(action.name);
     });

@@ -26,8 +26,12 @@ struct CommandLine
     bool report = false;
     /// Where the bus is captured, see PcapFile; empty for nowhere.
     QString pcapPath;
+    /// Path of the control socket; empty for none.
+    QString socket;
+    /// A person types commands at a terminal.
+    bool interactive = false;
 
-    /// arguments: with the name of the program.
+    /// arguments: with the name of the program. The configuration is read and checked.
     static CommandLine parse(const QStringList &arguments);
 };
 

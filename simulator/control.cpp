@@ -4,62 +4,70 @@
 
 #include <QJsonDocument>
 
-#include <unistd.h>
-
 namespace mdbsim {
 
-Control::Control(Machine *machine, int input, LineSink sink, QObject *parent)
-    : QObject(parent)
-    , m_machine(machine)
-    , m_sink(std::move(sink))
-    , m_notifier(input, QSocketNotifier::Read)
+Control::Control(Machine *machine, LineSink sink, QObject *parent)
+    : QObject(parent), m_machine(machine), m_sink(std::move(sink))
 {
-    connect(&m_notifier, &QSocketNotifier::activated, this, &Control::readInput);
+    connect(machine, &Machine::event, this, [this](const QJsonObject &event) {
+        if (m_events)
+            send(event);
+    });
+    connect(machine, &Machine::exchange, this, [this](const Exchange &exchange) {
+        if (m_trace)
+            send({{QStringLiteral("trace"), exchange.line()}});
+    });
 }
 
-void Control::traceExchanges()
+void Control::take(const QVector<LineSplitter::Line> &lines)
 {
-    connect(m_machine, &Machine::exchange, this,
-            [this](const Exchange &exchange) { m_sink(exchange.line().toUtf8()); });
+    for (const LineSplitter::Line &line : lines)
+        send(answer(line));
 }
 
-void Control::readInput()
+QJsonObject Control::answer(const LineSplitter::Line &line)
 {
-    char bytes[4096];
-    const ssize_t count = ::read(static_cast<int>(m_notifier.socket()), bytes, sizeof bytes);
-    if (count > 0) {
-        m_buffer.append(bytes, static_cast<int>(count));
-        takeLines();
-    } else if (count == 0 || (errno != EINTR && errno != EAGAIN)) {
-        m_notifier.setEnabled(false);
-        m_buffer.append('\n');
-        takeLines();
-        Q_EMIT finished();
-    }
-}
-
-void Control::takeLines()
-{
-    for (int end = m_buffer.indexOf('\n'); end >= 0; end = m_buffer.indexOf('\n')) {
-        const QByteArray line = m_buffer.left(end).trimmed();
-        m_buffer.remove(0, end + 1);
-        if (!line.isEmpty())
-            m_sink(answer(line));
-    }
-}
-
-QByteArray Control::answer(const QByteArray &line)
-{
+    if (line.tooLong)
+        return failed(QStringLiteral("a line has more than %1 bytes").arg(LineSplitter::maxBytes));
     QJsonParseError error = {};
-    const QJsonDocument document = QJsonDocument::fromJson(line, &error);
-    QJsonObject result;
+    const QJsonDocument document = QJsonDocument::fromJson(line.text, &error);
     if (error.error != QJsonParseError::NoError)
-        result = failed(QStringLiteral("not JSON: ") + error.errorString());
-    else if (!document.isObject())
-        result = failed(QStringLiteral("an action must be a JSON object"));
-    else
-        result = m_machine->perform(document.object());
-    return QJsonDocument(result).toJson(QJsonDocument::Compact);
+        return failed(QStringLiteral("not JSON: ") + error.errorString());
+    if (!document.isObject())
+        return failed(QStringLiteral("an action must be a JSON object"));
+    QJsonObject action = document.object();
+    const QJsonValue id = action.take(QStringLiteral("id"));
+    QJsonObject result = perform(action);
+    if (!id.isUndefined())
+        result.insert(QStringLiteral("id"), id);
+    return result;
+}
+
+QJsonObject Control::perform(const QJsonObject &action)
+{
+    const bool ours = action.value(QStringLiteral("action")) == QLatin1String("subscribe");
+    return ours ? subscribe(action) : m_machine->perform(action);
+}
+
+QJsonObject Control::subscribe(const QJsonObject &action)
+{
+    bool events = m_events;
+    bool trace = m_trace;
+    QString error;
+    JsonReader fields(action);
+    fields.ignore(QStringLiteral("action"));
+    fields.flag(QStringLiteral("events"), &events);
+    fields.flag(QStringLiteral("trace"), &trace);
+    if (!fields.finish(&error))
+        return failed(error);
+    m_events = events;
+    m_trace = trace;
+    return succeeded({{QStringLiteral("events"), events}, {QStringLiteral("trace"), trace}});
+}
+
+void Control::send(const QJsonObject &object)
+{
+    m_sink(QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 } // namespace mdbsim

@@ -1,15 +1,18 @@
 #pragma once
 
+#include "linesplitter.h"
 #include "machine.h"
-
-#include <QSocketNotifier>
 
 #include <functional>
 
 namespace mdbsim {
 
-/// Drives a machine by lines of text: each line that comes in is an action as a JSON object, each
-/// is answered with one line. See Machine::perform().
+/// One conversation with a machine, by lines of text: each line that comes in is an action as a
+/// JSON object, see Machine::perform(), and is answered with one line. An "id" of any kind comes
+/// back with the answer. Events go out as they happen.
+///
+/// {"action": "subscribe", "events": flag, "trace": flag} chooses what goes out unasked; a flag
+/// that is absent stays as it is. Trace lines are {"trace": text}.
 class Control : public QObject
 {
     Q_OBJECT
@@ -17,26 +20,25 @@ class Control : public QObject
 public:
     using LineSink = std::function<void(const QByteArray &line)>;
 
-    /// input: a descriptor, which stays the caller's. Lines go to the sink without their newline.
-    Control(Machine *machine, int input, LineSink sink, QObject *parent = nullptr);
+    /// Lines go to the sink without their newline.
+    Control(Machine *machine, LineSink sink, QObject *parent = nullptr);
 
-    /// Exchanges go to the sink as well, as readable lines.
-    void traceExchanges();
-
-Q_SIGNALS:
-    /// The input has ended.
-    void finished();
+    void receive(const QByteArray &bytes) { take(m_splitter.feed(bytes)); }
+    /// The last line may come without its newline.
+    void endInput() { take(m_splitter.finish()); }
 
 private:
-    void readInput();
-    void takeLines();
-    QByteArray answer(const QByteArray &line);
+    void take(const QVector<LineSplitter::Line> &lines);
+    QJsonObject answer(const LineSplitter::Line &line);
+    QJsonObject perform(const QJsonObject &action);
+    QJsonObject subscribe(const QJsonObject &action);
+    void send(const QJsonObject &object);
 
     Machine *m_machine;
     LineSink m_sink;
-    QSocketNotifier m_notifier;
-    /// What has come of a line whose end has not.
-    QByteArray m_buffer;
+    LineSplitter m_splitter;
+    bool m_events = true;
+    bool m_trace = false;
 };
 
 } // namespace mdbsim

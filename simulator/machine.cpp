@@ -69,6 +69,11 @@ bool Machine::start(const QJsonObject &config, QString *error)
     return false;
 }
 
+bool Machine::accepts(const QJsonObject &config, QString *error)
+{
+    return Machine().build(config, error);
+}
+
 void Machine::stop()
 {
     m_bus.reset();
@@ -88,6 +93,7 @@ bool Machine::build(const QJsonObject &config, QString *error)
     reader.flag(QStringLiteral("strict"), &strict);
     reader.flag(QStringLiteral("strictAck"), &options.strictAck);
     m_bus = std::make_unique<SimulatedBus>(options);
+    m_actions.clear();
     for (const DeviceKind &kind : deviceKinds()) {
         QJsonObject own;
         QString complaint;
@@ -109,6 +115,7 @@ bool Machine::addDevice(const DeviceKind &kind, const QJsonObject &config, QStri
     auto device = kind.make(config, error);
     if (!device)
         return false;
+    m_actions.insert(kind.key, device->actions());
     device->setEventSink([this, key = kind.key](QJsonObject what) {
         what.insert(QStringLiteral("device"), key);
         QMetaObject::invokeMethod(this, "event", Qt::QueuedConnection, Q_ARG(QJsonObject, what));
@@ -119,39 +126,14 @@ bool Machine::addDevice(const DeviceKind &kind, const QJsonObject &config, QStri
     return false;
 }
 
-QJsonObject Machine::perform(const QJsonObject &action)
+QStringList Machine::devices() const
 {
-    if (!m_bus)
-        return failed(QStringLiteral("the machine is not running"));
-    const QString name = action.value(QStringLiteral("action")).toString();
-    const QJsonValue device = action.value(QStringLiteral("device"));
-    if (device.isString())
-        return performOnDevice(device.toString(), action);
-    if (!device.isUndefined())
-        return failed(QStringLiteral("\"device\" must be a string"));
-    if (name == QLatin1String("state"))
-        return succeeded({{QStringLiteral("state"), state()}});
-    if (name == QLatin1String("report"))
-        return succeeded({{QStringLiteral("report"), report().toJson()}});
-    if (name != QLatin1String("hangUp"))
-        return failed(QStringLiteral("\"action\" needs a \"device\": \"%1\"").arg(name));
-    m_bus->hangUp();
-    return succeeded();
-}
-
-QJsonObject Machine::performOnDevice(const QString &device, QJsonObject action)
-{
-    const QString name = action.value(QStringLiteral("action")).toString();
-    if (!m_bus->contains(device))
-        return failed(QStringLiteral("there is no \"device\": \"%1\"").arg(device));
-    if (name == QLatin1String("unplug") || name == QLatin1String("replug"))
-        return m_bus->setPlugged(device, name == QLatin1String("replug"));
-    if (name == QLatin1String("fault"))
-        return m_bus->setFault(device, action);
-    if (name == QLatin1String("state"))
-        return succeeded({{QStringLiteral("state"), m_bus->state(device)}});
-    action.remove(QStringLiteral("device"));
-    return m_bus->perform(device, action);
+    QStringList keys;
+    for (const DeviceKind &kind : deviceKinds()) {
+        if (m_bus && m_bus->contains(kind.key))
+            keys.append(kind.key);
+    }
+    return keys;
 }
 
 QJsonObject Machine::state() const
@@ -160,10 +142,8 @@ QJsonObject Machine::state() const
         return {};
     QJsonObject whole = {{QStringLiteral("port"), m_bus->port()},
                          {QStringLiteral("noiseBytes"), m_bus->noiseBytes()}};
-    for (const DeviceKind &kind : deviceKinds()) {
-        if (m_bus->contains(kind.key))
-            whole.insert(kind.key, m_bus->state(kind.key));
-    }
+    for (const QString &key : devices())
+        whole.insert(key, m_bus->state(key));
     return whole;
 }
 

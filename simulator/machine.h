@@ -2,6 +2,7 @@
 
 #include "simulatedbus.h"
 
+#include <QHash>
 #include <QObject>
 
 #include <memory>
@@ -28,13 +29,21 @@ public:
     /// every device), "strictAck" (a late ACK counts as none) and one object for each device that
     /// is there: "coin", "bill", "cashless1", "cashless2".
     bool start(const QJsonObject &config, QString *error);
+    /// Whether start() understands a configuration; otherwise *error is one line that names the
+    /// wrong key.
+    static bool accepts(const QJsonObject &config, QString *error);
     void stop();
     /// What the bus master opens as its serial port.
     QString port() const;
 
+    /// The keys of the devices that are there, for example "coin".
+    QStringList devices() const;
+    /// What can be done with a device, or with the machine itself for an empty key.
+    QVector<ActionForm> actions(const QString &device = {}) const;
     /// {"device": key, "action": name, …}: an action of the device, or one that every device has:
     /// "state", "unplug", "replug" or "fault" (see FaultPlan::fromJson()). Without "device":
-    /// "state" of the whole machine, "report" of the bus, or "hangUp" of the line.
+    /// "state" of the whole machine, "report" of the bus, "hangUp" of the line, or "help", which
+    /// lists all actions.
     QJsonObject perform(const QJsonObject &action);
     QJsonObject state() const;
     /// How the exchanges went since the start; empty while the machine is off.
@@ -51,10 +60,15 @@ private:
     static const QVector<DeviceKind> &deviceKinds();
     bool build(const QJsonObject &config, QString *error);
     bool addDevice(const DeviceKind &kind, const QJsonObject &config, QString *error);
+    QJsonObject performOnMachine(const QString &name);
     QJsonObject performOnDevice(const QString &device, QJsonObject action);
+    QString unknownAction(const QString &name, const QString &device) const;
+    QJsonObject help() const;
 
     SimulatedBus::LineListener m_lineListener;
     std::unique_ptr<SimulatedBus> m_bus;
+    /// By the key of the device.
+    QHash<QString, QVector<ActionForm>> m_actions;
 };
 
 } // namespace mdbsim

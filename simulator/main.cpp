@@ -1,11 +1,17 @@
 #include "commandline.h"
 #include "control.h"
+#include "controlsocket.h"
+#include "inputreader.h"
+#include "outputwriter.h"
+#include "pcapfile.h"
+#include "terminal.h"
 
 #include <QCoreApplication>
 
 #include <csignal>
 #include <cstdio>
 
+#include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -14,19 +20,22 @@ using namespace mdbsim;
 namespace {
 
 constexpr int exitFailure = 1;
-constexpr int exitWrongArguments = 2;
+constexpr int exitWrongUsage = 2;
+constexpr int lastWordsMs = 1000;
 
-void printLine(const QByteArray &line)
-{
-    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stdout);
-    std::fputc('\n', stdout);
-    std::fflush(stdout);
-}
-
-int complain(const QString &text, int exitCode = exitWrongArguments)
+int complain(const QString &text, int exitCode)
 {
     std::fprintf(stderr, "mdbsim: %s\n", qPrintable(text));
     return exitCode;
+}
+
+/// A program that is started without them would take its own descriptors for them.
+void fillStandardDescriptors()
+{
+    int descriptor = ::open("/dev/null", O_RDWR);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO)
+        descriptor = ::dup(descriptor);
+    ::close(descriptor);
 }
 
 /// A descriptor that becomes readable when the program is asked to end. To be called before any
@@ -38,6 +47,7 @@ int stopSignals()
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGHUP);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     return ::signalfd(-1, &signals, SFD_CLOEXEC);
 }
@@ -53,26 +63,60 @@ void capture(PcapFile *pcap, const Transmission &transmission)
     }
 }
 
+int runOnLines(Machine *machine, const CommandLine &line)
+{
+    OutputWriter output(STDOUT_FILENO);
+    const auto print = [&output](const QByteArray &text) { output.writeLine(text); };
+    print(machine->port().toLocal8Bit());
+    Control control(machine, print);
+    InputReader input(STDIN_FILENO);
+    QObject::connect(&input, &InputReader::received, &control, &Control::receive);
+    QObject::connect(&input, &InputReader::ended, &control, [&] {
+        control.endInput();
+        if (line.socket.isEmpty())
+            QCoreApplication::quit();
+    });
+    if (line.trace)
+        QObject::connect(machine, &Machine::exchange, &control,
+                         [print](const Exchange &what) { print(what.line().toUtf8()); });
+    const int exitCode = QCoreApplication::exec();
+    output.flush(lastWordsMs);
+    return exitCode;
+}
+
+int runAtTerminal(Machine *machine, const CommandLine &line)
+{
+    std::printf("The port is %s. Try help.\n", qPrintable(machine->port()));
+    std::fflush(stdout);
+    Terminal terminal(machine);
+    QObject::connect(&terminal, &Terminal::finished, qApp, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
+    if (line.trace)
+        QObject::connect(machine, &Machine::exchange, &terminal,
+                         [&](const Exchange &what) { terminal.print(what.line()); });
+    return QCoreApplication::exec();
+}
+
 int run(const CommandLine &line, int stopDescriptor)
 {
+    if (line.interactive && !(::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO)))
+        return complain(QStringLiteral("--interactive needs a terminal"), exitWrongUsage);
     PcapFile pcap;
     Machine machine;
+    ControlSocket socket(&machine);
     QString error;
     if (!line.pcapPath.isEmpty()) {
         if (!pcap.open(line.pcapPath, &error))
             return complain(error, exitFailure);
         machine.setLineListener([&pcap](const Transmission &what) { capture(&pcap, what); });
     }
-    if (!machine.start(line.config, &error))
-        return complain(error);
-    printLine(machine.port().toLocal8Bit());
-    Control control(&machine, STDIN_FILENO, printLine);
-    if (line.trace)
-        control.traceExchanges();
-    QObject::connect(&control, &Control::finished, qApp, &QCoreApplication::quit);
+    const bool listens = line.socket.isEmpty() || socket.listen(line.socket, &error);
+    if (!listens || !machine.start(line.config, &error))
+        return complain(error, exitFailure);
     QSocketNotifier stop(stopDescriptor, QSocketNotifier::Read);
     QObject::connect(&stop, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    const int exitCode = QCoreApplication::exec();
+    const int exitCode =
+        line.interactive ? runAtTerminal(&machine, line) : runOnLines(&machine, line);
     if (line.report)
         std::fputs(qPrintable(machine.report().toText()), stdout);
     return exitCode;
@@ -82,6 +126,7 @@ int run(const CommandLine &line, int stopDescriptor)
 
 int main(int argc, char *argv[])
 {
+    fillStandardDescriptors();
     const int stopDescriptor = stopSignals();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("mdbsim"));
@@ -92,7 +137,7 @@ int main(int argc, char *argv[])
         std::fputs(qPrintable(line.text), stdout);
         return 0;
     case CommandLine::Task::Complain:
-        return complain(line.text);
+        return complain(line.text, exitWrongUsage);
     case CommandLine::Task::Run:
         break;
     }

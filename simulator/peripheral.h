@@ -1,5 +1,7 @@
 #pragma once
 
+#include "actionform.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -47,6 +49,8 @@ public:
     /// The last data reply was not acknowledged, or too late.
     virtual void notAcknowledged() { }
 
+    /// The actions that perform() knows.
+    virtual QVector<ActionForm> actions() const { return {}; }
     /// Carries out a named action of the person at the machine, for example
     /// {"action": "insertCoin", "type": 2}. Answers {"ok": true, …} or
     /// {"ok": false, "error": "one line that names the wrong key"}.

@@ -43,6 +43,9 @@ private Q_SLOTS:
     void wrongActionsAreRefused_data();
     void wrongActionsAreRefused();
     void generalActionsWork();
+    void helpListsEveryAction();
+    void everyListedFieldIsRead_data();
+    void everyListedFieldIsRead();
     void stateHoldsTheWholeMachine();
     void reportHoldsEveryDevice();
     void linkLivesAsLongAsTheMachine();
@@ -108,6 +111,9 @@ void TestMachine::wrongConfigIsRefused()
     Machine machine;
     QVERIFY(!machine.start(json(config), &error));
     QCOMPARE(error, expected);
+    QString sameError;
+    QVERIFY(!Machine::accepts(json(config), &sameError));
+    QCOMPARE(sameError, expected);
     QVERIFY(machine.port().isEmpty());
     QVERIFY(machine.state().isEmpty());
 }
@@ -164,15 +170,21 @@ void TestMachine::wrongActionsAreRefused_data()
     QTest::addColumn<QString>("action");
     QTest::addColumn<QString>("expected");
     QTest::newRow("empty") << "{}"
-                           << R"("action" needs a "device": "")";
+                           << R"(unknown "action": ""; the machine knows state, hangUp, help)";
     QTest::newRow("device missing") << R"({"action": "insertCoin"})"
                                     << R"("action" needs a "device": "insertCoin")";
     QTest::newRow("device is no text") << R"({"device": 1, "action": "state"})"
                                        << R"("device" must be a string)";
     QTest::newRow("device that is not there") << R"({"device": "bill", "action": "state"})"
                                               << R"(there is no "device": "bill")";
-    QTest::newRow("unknown action") << R"({"device": "coin", "action": "explode"})"
-                                    << R"(unknown "action": "explode")";
+    QTest::newRow("unknown action")
+        << R"({"device": "coin", "action": "explode"})"
+        << R"(unknown "action": "explode"; coin knows insertCoin, insertToken, )"
+           R"(pressLever, insertSlug, dispenseManually, setTube, jam, )"
+           R"(clearJam, reset, state, unplug, replug, fault)";
+    QTest::newRow("unknown action of the machine")
+        << R"({"action": "explode"})"
+        << R"(unknown "action": "explode"; the machine knows state, hangUp, help)";
     QTest::newRow("wrong field") << R"({"device": "coin", "action": "insertCoin", "type": "x"})"
                                  << R"("type" must be a whole number from 0 to 15)";
     QTest::newRow("unknown fault") << R"({"device": "coin", "action": "fault", "kind": "sulk"})"
@@ -212,6 +224,55 @@ void TestMachine::generalActionsWork()
     QCOMPARE(master.exchange(hex("0B")), hex("0B0B"));
     QVERIFY(act(R"({"action": "hangUp"})"));
     QTRY_VERIFY(master.hasHungUp());
+}
+
+void TestMachine::helpListsEveryAction()
+{
+    Machine machine;
+    QVERIFY(machine.start(json(R"({"coin": {}, "cashless2": {}})"), nullptr));
+    const QJsonObject help = machine.perform({{"action", "help"}});
+    QCOMPARE(help.value("ok"), QJsonValue(true));
+    QCOMPARE(help.value("machine").toArray().size(), 3);
+    const QJsonObject devices = help.value("devices").toObject();
+    QCOMPARE(devices.keys(), QStringList({"cashless2", "coin"}));
+    const QJsonArray ofReader = devices.value("cashless2").toArray();
+    QCOMPARE(ofReader.first().toObject(), json(R"({"action": "tapCard", "fields": [
+        {"name": "funds", "kind": "number", "required": false},
+        {"name": "paymentType", "kind": "number", "required": false},
+        {"name": "mediaId", "kind": "number", "required": false}]})"));
+    QCOMPARE(ofReader.last().toObject().value("action"), QJsonValue("fault"));
+}
+
+void TestMachine::everyListedFieldIsRead_data()
+{
+    QTest::addColumn<QString>("device");
+    for (const QString &device : Machine::defaultConfig().keys())
+        QTest::newRow(qPrintable(device)) << device;
+}
+
+/// A wrong value for a field is complained of by the name of that field.
+void TestMachine::everyListedFieldIsRead()
+{
+    QFETCH(QString, device);
+    Machine machine;
+    QVERIFY(machine.start(Machine::defaultConfig(), nullptr));
+    for (const ActionForm &form : machine.actions(device)) {
+        for (const ActionField &field : form.fields) {
+            QJsonObject action = {{"device", device}, {"action", form.name}};
+            for (const ActionField &other : form.fields) {
+                const bool isText = other.kind == ActionField::Kind::Text;
+                if (other.required)
+                    action.insert(other.name, isText ? QJsonValue("none") : QJsonValue(1));
+            }
+            action.insert(field.name, QJsonArray());
+            const QString error = machine.perform(action).value("error").toString();
+            QVERIFY2(error.contains('"' + field.name + '"') && !error.contains("unknown key"),
+                     qPrintable(form.name + ": " + error));
+        }
+        const QJsonObject bare = {{"device", device}, {"action", form.name}, {"bogus", 1}};
+        const bool takesAnything = QStringList({"state", "unplug", "replug"}).contains(form.name);
+        QCOMPARE(machine.perform(bare).value("ok").toBool(), takesAnything);
+    }
 }
 
 void TestMachine::stateHoldsTheWholeMachine()

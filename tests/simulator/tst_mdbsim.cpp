@@ -3,10 +3,13 @@
 #include "support/testmaster.h"
 
 #include <QFileInfo>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QTemporaryDir>
 
 #include <csignal>
+
+#include <unistd.h>
 
 namespace {
 
@@ -16,14 +19,16 @@ constexpr int patienceMs = 20000;
 class Program : public QProcess
 {
 public:
-    explicit Program(const QStringList &arguments)
+    explicit Program(const QStringList &arguments, const QString &outputFile = {})
     {
+        if (!outputFile.isEmpty())
+            setStandardOutputFile(outputFile);
         start(QStringLiteral(MDBSIM_PROGRAM), arguments);
         waitForStarted(patienceMs);
     }
     ~Program() override
     {
-        closeWriteChannel();
+        terminate();
         if (!waitForFinished(patienceMs))
             kill();
     }
@@ -45,6 +50,18 @@ QByteArray hex(const char *text)
     return QByteArray::fromHex(text);
 }
 
+bool connectTo(const QString &path, QLocalSocket *client)
+{
+    client->connectToServer(path);
+    return client->waitForConnected(patienceMs);
+}
+
+QByteArray nextLine(QLocalSocket *client)
+{
+    while (!client->canReadLine() && client->waitForReadyRead(patienceMs)) { }
+    return client->readLine();
+}
+
 } // namespace
 
 class TestMdbsim : public QObject
@@ -59,15 +76,21 @@ private Q_SLOTS:
     void reportIsPrintedAtTheEnd();
     void busIsCaptured();
     void strictReachesTheDevices();
+    void eventsArePrinted();
+    void socketTakesActionsAsWell();
+    void socketOutlivesTheInput();
     void endsInGoodOrder_data();
     void endsInGoodOrder();
-    void wrongArgumentIsOneLine_data();
-    void wrongArgumentIsOneLine();
+    void failureIsOneLine_data();
+    void failureIsOneLine();
+    void usedSocketIsRefused();
+    void unreadOutputStopsNothing();
     void versionIsPrinted();
 
 private:
     QTemporaryDir m_folder;
     QString m_link = m_folder.filePath("mdb");
+    QString m_socket = m_folder.filePath("control");
 };
 
 void TestMdbsim::portIsTheFirstLine()
@@ -145,12 +168,54 @@ void TestMdbsim::strictReachesTheDevices()
     QCOMPARE(TestMaster(strict.nextLine()).exchange(hex("0F01")), QByteArray());
 }
 
+void TestMdbsim::eventsArePrinted()
+{
+    Program program({});
+    program.nextLine();
+    program.perform(R"({"device": "coin", "action": "insertCoin", "type": 0})");
+    QCOMPARE(program.nextLine(),
+             QByteArray(R"({"device":"coin","event":"coinRejected","type":0,"value":5})"));
+}
+
+void TestMdbsim::socketTakesActionsAsWell()
+{
+    Program program({"--socket", m_socket});
+    program.nextLine();
+    QLocalSocket client;
+    QVERIFY(connectTo(m_socket, &client));
+    client.write("{\"device\": \"coin\", \"action\": \"insertCoin\", \"type\": 0}\n");
+    QVERIFY(nextLine(&client).contains("accepted"));
+    QVERIFY(nextLine(&client).contains("coinRejected"));
+    QVERIFY(program.nextLine().contains("coinRejected"));
+    QCOMPARE(program.perform(R"({"device": "coin", "action": "jam"})"),
+             QByteArray(R"({"ok":true})"));
+}
+
+void TestMdbsim::socketOutlivesTheInput()
+{
+    Program program({"--socket", m_socket, "--link", m_link});
+    program.nextLine();
+    program.closeWriteChannel();
+    QLocalSocket client;
+    QVERIFY(connectTo(m_socket, &client));
+    client.write("{\"action\": \"state\"}\n");
+    QVERIFY(nextLine(&client).contains("port"));
+    QCOMPARE(TestMaster(m_link).exchange(hex("0B")), hex("0B0B"));
+    QCOMPARE(program.state(), QProcess::Running);
+    program.terminate();
+    QVERIFY(program.waitForFinished(patienceMs));
+    QCOMPARE(program.exitCode(), 0);
+    QVERIFY(!QFileInfo::exists(m_socket));
+    QVERIFY(!QFileInfo(m_link).isSymLink());
+}
+
 void TestMdbsim::endsInGoodOrder_data()
 {
     QTest::addColumn<int>("signalNumber");
     QTest::newRow("end of input") << 0;
     QTest::newRow("termination") << SIGTERM;
     QTest::newRow("interrupt") << SIGINT;
+    QTest::newRow("hang-up") << SIGHUP;
 }
 
 void TestMdbsim::endsInGoodOrder()
@@ -170,7 +235,7 @@ void TestMdbsim::endsInGoodOrder()
     QCOMPARE(program.readAllStandardError(), QByteArray());
 }
 
-void TestMdbsim::wrongArgumentIsOneLine_data()
+void TestMdbsim::failureIsOneLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<int>("exitCode");
@@ -180,12 +245,20 @@ void TestMdbsim::wrongArgumentIsOneLine_data()
     QTest::newRow("capture that cannot be written")
         << QStringList{"--pcap", "/no/folder/bus.pcap"} << 1
         << QByteArray("mdbsim: cannot write /no/folder/bus.pcap: No such file or directory\n");
+    QTest::newRow("config that is not there")
+        << QStringList{"--config", "/no/file"} << 2
+        << QByteArray("mdbsim: cannot read /no/file: No such file or directory\n");
+    QTest::newRow("no terminal") << QStringList{"--interactive"} << 2
+                                 << QByteArray("mdbsim: --interactive needs a terminal\n");
     QTest::newRow("link that cannot be made")
-        << QStringList{"--link", "/no/folder/mdb"} << 2
+        << QStringList{"--link", "/no/folder/mdb"} << 1
         << QByteArray("mdbsim: cannot make the link /no/folder/mdb: No such file or directory\n");
+    QTest::newRow("socket in place of a folder")
+        << QStringList{"--socket", "/tmp"} << 1
+        << QByteArray("mdbsim: /tmp exists and is no socket\n");
 }
 
-void TestMdbsim::wrongArgumentIsOneLine()
+void TestMdbsim::failureIsOneLine()
 {
     QFETCH(QStringList, arguments);
     QFETCH(int, exitCode);
@@ -195,6 +268,46 @@ void TestMdbsim::wrongArgumentIsOneLine()
     QCOMPARE(program.exitCode(), exitCode);
     QCOMPARE(program.readAllStandardError(), expected);
     QCOMPARE(program.readAllStandardOutput(), QByteArray());
+}
+
+void TestMdbsim::usedSocketIsRefused()
+{
+    Program first({"--socket", m_socket});
+    first.nextLine();
+    Program second({"--socket", m_socket, "--link", m_link});
+    QVERIFY(second.waitForFinished(patienceMs));
+    QCOMPARE(second.exitCode(), 1);
+    QCOMPARE(second.readAllStandardError(), "mdbsim: " + m_socket.toLocal8Bit() + " is in use\n");
+    QVERIFY(!QFileInfo(m_link).isSymLink());
+    QLocalSocket client;
+    QVERIFY(connectTo(m_socket, &client));
+}
+
+/// A reader of standard output that does not read must not hold up the bus or the socket.
+void TestMdbsim::unreadOutputStopsNothing()
+{
+    int ends[2] = {};
+    QCOMPARE(::pipe(ends), 0);
+    Program program({"--socket", m_socket, "--link", m_link},
+                    QStringLiteral("/dev/fd/%1").arg(ends[1]));
+    QTRY_VERIFY(QFileInfo::exists(m_socket));
+    for (int round = 0; round < 1000; ++round)
+        program.write("{\"action\": \"help\"}\n");
+    QLocalSocket client;
+    QVERIFY(connectTo(m_socket, &client));
+    client.write("{\"device\": \"coin\", \"action\": \"jam\"}\n");
+    QVERIFY(nextLine(&client).contains("true"));
+    QByteArray complaint;
+    const auto complaintSoFar = [&] { return complaint += program.readAllStandardError(); };
+    QTRY_COMPARE(complaintSoFar(),
+                 QByteArray("mdbsim: standard output gets nothing more: it is not read\n"));
+    client.write("{\"device\": \"coin\", \"action\": \"clearJam\"}\n");
+    QVERIFY(nextLine(&client).contains("true"));
+    QCOMPARE(TestMaster(m_link).exchange(hex("0B")), hex("0B0B"));
+    program.terminate();
+    QVERIFY(program.waitForFinished(patienceMs));
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 void TestMdbsim::versionIsPrinted()
