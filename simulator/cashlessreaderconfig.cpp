@@ -29,6 +29,7 @@ void readBehaviour(JsonReader *reader, CashlessReaderConfig *config)
     reader->flag(QStringLiteral("strict"), &config->strict);
     reader->flag(QStringLiteral("joinedEvents"), &config->joinedEvents);
     reader->flag(QStringLiteral("sessionCompleteDirect"), &config->sessionCompleteDirect);
+    reader->flag(QStringLiteral("endsCancelledSession"), &config->endsCancelledSession);
     reader->flag(QStringLiteral("approveAtOnce"), &config->approveAtOnce);
     reader->flag(QStringLiteral("autoApprove"), &config->autoApprove);
     reader->flag(QStringLiteral("autoDenyShortOfFunds"), &config->autoDenyShortOfFunds);

@@ -39,6 +39,9 @@ struct CashlessReaderConfig
     bool joinedEvents = false;
     /// END SESSION as the answer to SESSION COMPLETE, otherwise at the next POLL.
     bool sessionCompleteDirect = true;
+    /// A session that is cancelled at the reader ends at once: the cancel request and END SESSION
+    /// come one after the other, or in one block with joinedEvents, without SESSION COMPLETE.
+    bool endsCancelledSession = false;
     /// An approval without a person as the answer to VEND REQUEST, otherwise at the next POLL.
     bool approveAtOnce = false;
 

@@ -101,6 +101,11 @@ bool CashlessReader::cancelSession(const QString &reason)
         return false;
     m_messages.withdraw(cashlessreport::cancelRequest);
     m_messages.add(bytesOf({cashlessreport::cancelRequest}));
+    if (m_config.endsCancelledSession) {
+        m_messages.add(bytesOf({cashlessreport::endSession}));
+        m_card.reset();
+        emitNamed(QStringLiteral("sessionEnded"));
+    }
     return true;
 }
 

@@ -57,6 +57,9 @@ struct Options
     const QCommandLineOption trace{"trace", "Prints every exchange on the bus."};
     const QCommandLineOption report{"report", "Prints at the end how the bus did."};
     const QCommandLineOption pcap{"pcap", "Captures the bus to <file> for Wireshark.", "file"};
+    const QCommandLineOption scenario{
+        "scenario", "Plays a JSON <file> instead; exits with 0 if every expectation held, else 1.",
+        "file"};
     const QCommandLineOption socket{
         "socket", "Takes actions on a local socket at <path> as well, private to its user.",
         "path"};
@@ -65,14 +68,16 @@ struct Options
 
     QList<QCommandLineOption> all() const
     {
-        return {help, version, link, config, strict, trace, report, pcap, socket, interactive};
+        return {help,   version, link,     config, strict,     trace,
+                report, pcap,    scenario, socket, interactive};
     }
 };
 
 /// Empty if the values that were given can be used.
 QString wrongValue(const QCommandLineParser &parser, const Options &options)
 {
-    for (const QCommandLineOption &path : {options.link, options.config, options.pcap, options.socket}) {
+    for (const QCommandLineOption &path :
+         {options.link, options.config, options.pcap, options.scenario, options.socket}) {
         if (parser.isSet(path) && parser.value(path).isEmpty())
             return QStringLiteral("--%1 needs a %2").arg(path.names().last(), path.valueName());
     }
@@ -81,8 +86,9 @@ QString wrongValue(const QCommandLineParser &parser, const Options &options)
     return {};
 }
 
-bool readMachine(const QCommandLineParser &parser, const Options &options, QJsonObject *config,
-                 QString *error)
+/// A scenario's machine comes before the one of --config.
+bool readMachine(const QCommandLineParser &parser, const Options &options,
+                 const std::optional<Scenario> &scenario, QJsonObject *config, QString *error)
 {
     const QString file = parser.value(options.config);
     *config = Machine::defaultConfig();
@@ -92,6 +98,8 @@ bool readMachine(const QCommandLineParser &parser, const Options &options, QJson
             return false;
         *config = *read;
     }
+    if (scenario && scenario->machine)
+        *config = *scenario->machine;
     if (parser.isSet(options.link))
         config->insert(QStringLiteral("link"), parser.value(options.link));
     if (parser.isSet(options.strict))
@@ -122,7 +130,14 @@ CommandLine CommandLine::parse(const QStringList &arguments)
 
     CommandLine line;
     QString error = wrongValue(parser, options);
-    if (!error.isEmpty() || !readMachine(parser, options, &line.config, &error))
+    if (!error.isEmpty())
+        return complaint(error);
+    if (parser.isSet(options.scenario)) {
+        line.scenario = Scenario::read(parser.value(options.scenario), &error);
+        if (!line.scenario)
+            return complaint(error);
+    }
+    if (!readMachine(parser, options, line.scenario, &line.config, &error))
         return complaint(error);
     line.trace = parser.isSet(options.trace);
     line.report = parser.isSet(options.report);

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "scenario.h"
+
 #include <QJsonObject>
 #include <QString>
 #include <QStringList>
+
+#include <optional>
 
 namespace mdbsim {
 
@@ -30,6 +34,8 @@ struct CommandLine
     QString socket;
     /// A person types commands at a terminal.
     bool interactive = false;
+    /// What is to happen at the machine; absent: what standard input asks for.
+    std::optional<Scenario> scenario;
 
     /// arguments: with the name of the program. The configuration is read and checked.
     static CommandLine parse(const QStringList &arguments);

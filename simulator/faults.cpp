@@ -31,6 +31,7 @@ constexpr FaultName faultNames[] = {
     {FaultKind::Noise, "noise"},
     {FaultKind::NoisyReply, "noisyReply"},
     {FaultKind::WrongModeBit, "wrongModeBit"},
+    {FaultKind::LostAck, "lostAck"},
     {FaultKind::HangUp, "hangUp"},
 };
 
@@ -129,6 +130,7 @@ QByteArray FaultPlan::spoil(FaultKind kind, const QByteArray &reply)
     case FaultKind::PacedReply:
     case FaultKind::SlowReply:
     case FaultKind::LateReply:
+    case FaultKind::LostAck:
         break;
     }
     return spoilt;

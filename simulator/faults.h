@@ -30,6 +30,8 @@ enum class FaultKind {
     NoisyReply,
     /// The device does not see its address bit, and so not the command.
     WrongModeBit,
+    /// The master's ACK does not arrive.
+    LostAck,
     /// The port vanishes and comes back.
     HangUp
 };

@@ -4,6 +4,7 @@
 #include "inputreader.h"
 #include "outputwriter.h"
 #include "pcapfile.h"
+#include "scenariorunner.h"
 #include "terminal.h"
 
 #include <QCoreApplication>
@@ -84,6 +85,31 @@ int runOnLines(Machine *machine, const CommandLine &line)
     return exitCode;
 }
 
+int play(Machine *machine, const CommandLine &line, QSocketNotifier *stop)
+{
+    OutputWriter output(STDOUT_FILENO);
+    const auto print = [&output](const QString &text) { output.writeLine(text.toUtf8()); };
+    print(machine->port());
+    ScenarioRunner runner(machine);
+    QObject::connect(&runner, &ScenarioRunner::stepPassed, print);
+    QObject::connect(&runner, &ScenarioRunner::finished, [&](bool passed, const QString &message) {
+        if (passed)
+            print(message);
+        QCoreApplication::exit(passed ? 0 : complain(message, exitFailure));
+    });
+    QObject::connect(stop, &QSocketNotifier::activated, &runner, [&] {
+        const QString what = QStringLiteral("broken off in ") + runner.currentStep();
+        QCoreApplication::exit(complain(what, exitFailure));
+    });
+    if (line.trace)
+        QObject::connect(machine, &Machine::exchange, &runner,
+                         [print](const Exchange &what) { print(what.line()); });
+    runner.run(*line.scenario);
+    const int exitCode = QCoreApplication::exec();
+    output.flush(lastWordsMs);
+    return exitCode;
+}
+
 int runAtTerminal(Machine *machine, const CommandLine &line)
 {
     std::printf("The port is %s. Try help.\n", qPrintable(machine->port()));
@@ -114,9 +140,11 @@ int run(const CommandLine &line, int stopDescriptor)
     if (!listens || !machine.start(line.config, &error))
         return complain(error, exitFailure);
     QSocketNotifier stop(stopDescriptor, QSocketNotifier::Read);
-    QObject::connect(&stop, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
-    const int exitCode =
-        line.interactive ? runAtTerminal(&machine, line) : runOnLines(&machine, line);
+    if (!line.scenario)
+        QObject::connect(&stop, &QSocketNotifier::activated, qApp, &QCoreApplication::quit);
+    const int exitCode = line.scenario ? play(&machine, line, &stop)
+        : line.interactive             ? runAtTerminal(&machine, line)
+                                       : runOnLines(&machine, line);
     if (line.report)
         std::fputs(qPrintable(machine.report().toText()), stdout);
     return exitCode;

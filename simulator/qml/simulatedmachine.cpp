@@ -1,5 +1,7 @@
 #include "simulatedmachine.h"
 
+#include <QUrl>
+
 #include <qqmlinfo.h>
 
 namespace {
@@ -27,6 +29,8 @@ SimulatedMachine::SimulatedMachine(QObject *parent) : QObject(parent)
         Q_EMIT event(what);
     });
     connect(&m_machine, &mdbsim::Machine::exchange, this, &SimulatedMachine::trace);
+    connect(&m_runner, &mdbsim::ScenarioRunner::finished, this,
+            &SimulatedMachine::scenarioFinished);
     connect(&m_refreshTimer, &QTimer::timeout, this, &SimulatedMachine::refresh);
 }
 
@@ -223,4 +227,31 @@ QJsonObject SimulatedMachine::fault(const QString &device, const QString &kind, 
     if (count > 0)
         fields.insert(QStringLiteral("count"), count);
     return performOn(device, QStringLiteral("fault"), fields);
+}
+
+void SimulatedMachine::play(const QString &file)
+{
+    const QUrl url(file);
+    QString error;
+    const auto scenario =
+        mdbsim::Scenario::read(url.isLocalFile() ? url.toLocalFile() : file, &error);
+    if (scenario && scenario->machine)
+        setConfig(withLink(*scenario->machine));
+    if (scenario && running())
+        m_runner.run(*scenario);
+    else
+        Q_EMIT scenarioFinished(false, scenario ? notRunning() : error);
+}
+
+QJsonObject SimulatedMachine::withLink(QJsonObject config) const
+{
+    const QString key = QStringLiteral("link");
+    if (m_config.contains(key))
+        config.insert(key, m_config.value(key));
+    return config;
+}
+
+QString SimulatedMachine::notRunning() const
+{
+    return m_error.isEmpty() ? QStringLiteral("the machine is not running") : m_error;
 }

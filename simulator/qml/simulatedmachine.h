@@ -1,6 +1,6 @@
 #pragma once
 
-#include "machine.h"
+#include "scenariorunner.h"
 
 #include <QHash>
 #include <QObject>
@@ -73,6 +73,9 @@ public:
     Q_INVOKABLE QJsonObject fault(const QString &device, const QString &kind, int count);
     /// How the exchanges went since the start, see mdbsim::BusReport::toJson().
     Q_INVOKABLE QJsonObject report() const { return m_machine.report().toJson(); }
+    /// Plays a scenario, given the path or URL of its file. A machine of its own replaces the
+    /// configuration, but for the link; a scenario that is still running is given up.
+    Q_INVOKABLE void play(const QString &file);
 
 Q_SIGNALS:
     void configChanged();
@@ -89,10 +92,14 @@ Q_SIGNALS:
     void event(const QJsonObject &event);
     /// One exchange on the bus in words; polls that tell nothing new only with idlePollsTraced.
     void traced(const QString &line);
+    /// message: one line; what went wrong, if the scenario failed or its file is wrong.
+    void scenarioFinished(bool passed, const QString &message);
 
 private:
     QJsonObject stateOf(const QString &device) const;
     QJsonObject performOn(const QString &device, const QString &action, QJsonObject fields = {});
+    QJsonObject withLink(QJsonObject config) const;
+    QString notRunning() const;
     void start();
     void stop();
     void refresh();
@@ -102,6 +109,7 @@ private:
     bool tellsNothing(const mdbsim::Exchange &exchange);
 
     mdbsim::Machine m_machine;
+    mdbsim::ScenarioRunner m_runner{&m_machine};
     QTimer m_refreshTimer;
     QJsonObject m_config = mdbsim::Machine::defaultConfig();
     QJsonObject m_states;

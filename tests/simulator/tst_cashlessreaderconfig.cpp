@@ -72,7 +72,7 @@ void TestCashlessReaderConfig::everyKeyIsRead()
         "maxResponseSeconds": 9, "refund": false, "multivend": true, "display": true,
         "cashSale": false, "alwaysIdleSupported": true, "negativeVendSupported": true,
         "strict": true, "joinedEvents": true, "sessionCompleteDirect": false,
-        "approveAtOnce": true, "autoApprove": false, "autoDenyShortOfFunds": false,
+        "endsCancelledSession": true, "approveAtOnce": true, "autoApprove": false, "autoDenyShortOfFunds": false,
         "displayAfterVend": "Thanks", "approveRevalue": false, "revalueLimit": 77})";
     const auto read =
         CashlessReaderConfig::fromJson(QJsonDocument::fromJson(json).object(), nullptr);
@@ -86,6 +86,7 @@ void TestCashlessReaderConfig::everyKeyIsRead()
     QVERIFY(!read->refund && read->multivend && read->display && !read->cashSale);
     QVERIFY(read->alwaysIdleSupported && read->negativeVendSupported);
     QVERIFY(read->strict && read->joinedEvents && !read->sessionCompleteDirect);
+    QVERIFY(read->endsCancelledSession);
     QVERIFY(read->approveAtOnce && !read->autoApprove && !read->autoDenyShortOfFunds);
     QCOMPARE(read->displayAfterVend, QStringLiteral("Thanks"));
     QVERIFY(!read->approveRevalue);

@@ -64,6 +64,14 @@ void TestCashlessSession::beginAndEnd_data()
             = readerState="enabled"
             12 -> ack
         )");
+    row("cancelled session that ends itself",
+        R"({"endsCancelledSession": true, "joinedEvents": true})", inSession + R"(
+            ! pressCancel
+            12 -> 04 07
+            = readerState="enabled"
+            = !funds
+            12 -> ack
+        )");
     row("nothing is vended once the session is complete",
         R"({"sessionCompleteDirect": false, "strict": true})", inSession + R"(
             13 04 -> ack

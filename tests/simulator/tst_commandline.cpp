@@ -26,6 +26,7 @@ private Q_SLOTS:
     void optionsEnterTheConfig();
     void configFileIsRead();
     void optionsOverrideTheFile();
+    void machineOfTheScenarioWins();
     void wrongConfigFileIsRefused_data();
     void wrongConfigFileIsRefused();
     void wrongArgumentIsNamed_data();
@@ -86,6 +87,21 @@ void TestCommandLine::optionsOverrideTheFile()
     file.close();
     const CommandLine line = parse({"--config", file.fileName(), "--link", "/tmp/b", "--strict"});
     QCOMPARE(line.config, (QJsonObject{{"link", "/tmp/b"}, {"strict", true}}));
+}
+
+void TestCommandLine::machineOfTheScenarioWins()
+{
+    QTemporaryFile config;
+    QTemporaryFile scenario;
+    QVERIFY(config.open() && scenario.open());
+    config.write(R"({"bill": {}})");
+    config.close();
+    scenario.write(R"({"name": "n", "machine": {"coin": {}}, "steps": [{"pause": 1}]})");
+    scenario.close();
+    const CommandLine line =
+        parse({"--scenario", scenario.fileName(), "--config", config.fileName(), "--strict"});
+    QVERIFY2(line.scenario, qPrintable(line.text));
+    QCOMPARE(line.config, (QJsonObject{{"coin", QJsonObject()}, {"strict", true}}));
 }
 
 void TestCommandLine::wrongConfigFileIsRefused_data()
@@ -157,7 +173,8 @@ void TestCommandLine::helpNamesEveryOption()
     const CommandLine line = parse({"--help"});
     QVERIFY(line.task == CommandLine::Task::Print);
     for (const char *option :
-         {"--link", "--config", "--strict", "--trace", "--version", "--socket", "--interactive"})
+         {"--link", "--config", "--strict", "--trace", "--report", "--pcap", "--scenario",
+          "--socket", "--interactive", "--version"})
         QVERIFY2(line.text.contains(option), option);
 }
 

@@ -43,7 +43,7 @@ void TestFaults::everyNameIsAKind_data()
     QTest::addColumn<QString>("name");
     for (const char *name :
          {"none", "silence", "nak", "ret", "wrongCheckByte", "cutReply", "pacedReply", "slowReply",
-          "lateReply", "noise", "noisyReply", "wrongModeBit", "hangUp"})
+          "lateReply", "noise", "noisyReply", "wrongModeBit", "lostAck", "hangUp"})
         QTest::newRow(name) << QString(name);
 }
 
@@ -156,6 +156,7 @@ void TestFaults::replyIsSpoilt_data()
     row("slowReply", "5207000059");
     row("lateReply", "5207000059");
     row("wrongModeBit", "");
+    row("lostAck", "5207000059");
     row("hangUp", "");
 }
 

@@ -153,6 +153,7 @@ private Q_SLOTS:
     void faultEnds();
     void wrongModeBitHidesTheCommand();
     void lostReplyIsNotAcknowledged();
+    void lostAckIsNotSeen();
     void lateReplyIsLate();
     void slowReplyIsCut();
     void hangUpAndReturn();
@@ -510,6 +511,16 @@ void TestSimulatedBus::lostReplyIsNotAcknowledged()
     bench.master->exchange(poll);
     QTRY_COMPARE(bench.counts.notAcknowledged, 1);
     QCOMPARE(bench.counts.acknowledged, 0);
+}
+
+void TestSimulatedBus::lostAckIsNotSeen()
+{
+    Bench bench(twoBytes);
+    bench.setFault("lostAck");
+    bench.master->exchange(poll);
+    QTRY_COMPARE(bench.counts.notAcknowledged, 1);
+    QCOMPARE(bench.counts.acknowledged, 0);
+    QCOMPARE(bench.bus.statistics("one").missingAcks, 1);
 }
 
 void TestSimulatedBus::lateReplyIsLate()
