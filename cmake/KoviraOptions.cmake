@@ -3,7 +3,7 @@ add_library(kovira_options INTERFACE)
 target_compile_definitions(kovira_options INTERFACE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS
                            QT_DEPRECATED_WARNINGS QT_DISABLE_DEPRECATED_BEFORE=0x050c00)
 target_compile_options(kovira_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-                       -Wnon-virtual-dtor -Woverloaded-virtual)
+                       -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2)
 if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     # Qt's logging macros leave the variadic part empty. A signal "event" is no slip for
     # QObject::event(), which g++ knows.
@@ -22,3 +22,17 @@ if(KOVIRA_FUZZ)
     # Coverage feedback from all code that a target reaches, not only from the target itself.
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+# What is delivered: hardened, and without the names of the folders that it was built in. The
+# checks of a sanitizer do not go with _FORTIFY_SOURCE, and its reports want the names.
+if(KOVIRA_HARDENED AND NOT KOVIRA_SANITIZE)
+    set(delivered $<OR:$<CONFIG:Release>,$<CONFIG:RelWithDebInfo>>)
+    target_compile_options(kovira_options INTERFACE
+        "$<${delivered}:-fstack-protector-strong;-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>"
+        "$<${delivered}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>"
+        "$<${delivered}:-ffile-prefix-map=${PROJECT_BINARY_DIR}=build>")
+    target_link_options(kovira_options INTERFACE "$<${delivered}:LINKER:-z,relro,-z,now>")
+endif()
+# CMAKE_POSITION_INDEPENDENT_CODE alone does not tell the linker to make a program one (PIE).
+include(CheckPIESupported)
+check_pie_supported()

@@ -30,7 +30,7 @@ enum class FaultKind {
     NoisyReply,
     /// The device does not see its address bit, and so not the command.
     WrongModeBit,
-    /// The master's ACK does not arrive.
+    /// The reply goes out, the master's ACK is lost.
     LostAck,
     /// The port vanishes and comes back.
     HangUp

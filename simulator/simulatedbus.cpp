@@ -251,7 +251,8 @@ void SimulatedBus::handleAnswer(const Arrival &arrival)
     // The standard counts the response time from the end of the last byte to the beginning of the
     // answer, which is when a pseudo-terminal hands the master's byte over.
     const bool late = arrival.timeUs - m_unanswered->sentUs > ackLimitUs;
-    if (arrival.kind == Arrival::Kind::Nak || m_unanswered->exchange.fault == FaultKind::LostAck)
+    const bool lost = m_unanswered->exchange.fault == FaultKind::LostAck;
+    if (arrival.kind == Arrival::Kind::Nak || lost)
         closeUnanswered(Exchange::Outcome::NotAcked, arrival.timeUs);
     else
         closeUnanswered(late ? Exchange::Outcome::AckedLate : Exchange::Outcome::Acked,

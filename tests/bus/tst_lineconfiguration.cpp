@@ -1,6 +1,6 @@
 #include "lineprobe.h"
 #include "mdbcontroller.h"
-#include "processfacts.h"
+#include "support/processfacts.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryFile>

@@ -1,12 +1,14 @@
 #include "exchangebench.h"
-#include "processfacts.h"
+#include "support/processfacts.h"
 
 #include <QtTest>
 
 #include <pthread.h>
 #include <sched.h>
 
+#include <chrono>
 #include <csignal>
+#include <ctime>
 #include <thread>
 
 using namespace std::chrono_literals;
@@ -33,6 +35,7 @@ private Q_SLOTS:
     void replyReachesTheDecoderInAZeroedBuffer();
     void deviceWithoutCommand();
     void portHungUpWhilePolling();
+    void deadLineIsPolledCalmly();
 };
 
 namespace {
@@ -322,6 +325,36 @@ void TestMdbControllerPolling::portHungUpWhilePolling()
     QTRY_VERIFY_WITH_TIMEOUT(otherPeer.blocks().size() >= 4, 30000);
     bench.master.closePoll();
     QTRY_COMPARE_WITH_TIMEOUT(busThreads(), 0, 30000);
+}
+
+/// On a line that was hung up every wait is over at once. What keeps the thread calm is the pause
+/// between the devices, and each exchange says so much and no more.
+void TestMdbControllerPolling::deadLineIsPolledCalmly()
+{
+    constexpr int exchanges = 20;
+    PtyPair line;
+    MdbController master(nullptr);
+    QVERIFY(master.mdbSerialInit(line.path()) > 0);
+    line.hangUp();
+    LineProbe probe(line);
+    PerrorCapture complaints;
+    const auto begin = std::chrono::steady_clock::now();
+    const std::clock_t cpuBegin = std::clock();
+    master.startPoll();
+    QTRY_VERIFY_WITH_TIMEOUT(probe.count(LineCall::Write) >= 2 * exchanges, 30000);
+    const std::clock_t cpu = std::clock() - cpuBegin;
+    const auto time = std::chrono::steady_clock::now() - begin;
+    master.closePoll();
+    QTRY_COMPARE_WITH_TIMEOUT(busThreads(), 0, 30000);
+
+    const int sent = probe.count(LineCall::Write) / 2;
+    QVERIFY(time >= (exchanges - 1) * 30ms);
+    // Not even half of a processor: it would be all of one without the pause.
+    const auto cpuTime = std::chrono::duration<double>(double(cpu) / CLOCKS_PER_SEC);
+    QVERIFY2(2 * cpuTime < time, qPrintable(QString("%1 s").arg(cpuTime.count())));
+    // Both bytes cannot be configured for, and the first one says it twice.
+    QVERIFY(complaints.take().size() <= 3 * (sent + 1));
+    QVERIFY(probe.count(LineCall::Wait) <= 60 * (sent + 1));
 }
 
 QTEST_GUILESS_MAIN(TestMdbControllerPolling)

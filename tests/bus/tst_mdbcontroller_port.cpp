@@ -1,14 +1,21 @@
 #include "exchangebench.h"
-#include "processfacts.h"
+#include "support/processfacts.h"
 #include "support/scriptedhold.h"
 
+#include <QTemporaryDir>
 #include <QTemporaryFile>
 #include <QtTest>
 
 #include <fcntl.h>
+#include <linux/capability.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
+#include <cerrno>
 #include <future>
 
 using processfacts::busThreads;
@@ -29,6 +36,9 @@ private Q_SLOTS:
     void refusedPort();
     void refusedPortLeavesTheBusRunning_data();
     void refusedPortLeavesTheBusRunning();
+    void pathWithStrangeCharacters_data();
+    void pathWithStrangeCharacters();
+    void portThatAnotherHoldsAlone();
     void refusedSettingsOfThePortInUse();
     void newPortComesBetweenTwoExchanges();
     void reopeningLeaksNothing();
@@ -60,9 +70,16 @@ void addRefusedPorts()
     QTest::newRow("folder") << QByteArray("/dev") << QByteArrayList{"/dev"};
     QTest::newRow("null device") << QByteArray("/dev/null") << settingsRefused;
     QTest::newRow("file") << QByteArray("file") << settingsRefused;
+    QTest::newRow("FIFO") << QByteArray("FIFO") << settingsRefused;
+    const QByteArray empty = "";
+    QTest::newRow("no name") << empty << QByteArrayList{empty};
+    const QByteArray overlong = "/dev/" + QByteArray(5000, 'x');
+    QTest::newRow("overlong name") << overlong << QByteArrayList{overlong};
+    const QByteArray strange = "/dev/%s%n \n\"'\\;$(x)";
+    QTest::newRow("strange name") << strange << QByteArrayList{strange};
 }
 
-/// A file of some bytes.
+/// A file of some bytes, and a FIFO.
 class SomeFile
 {
 public:
@@ -71,8 +88,17 @@ public:
         m_file.open();
         m_file.write("contents");
         m_file.close();
+        mkfifo(fifo(), 0600);
     }
-    QByteArray path() const { return m_file.fileName().toLocal8Bit(); }
+    ~SomeFile() { unlink(fifo()); }
+    SomeFile(const SomeFile &) = delete;
+    SomeFile &operator=(const SomeFile &) = delete;
+
+    /// The path of the file or the FIFO, if that is its name; otherwise the port itself.
+    QByteArray pathOf(const QByteArray &port) const
+    {
+        return port == "file" ? m_file.fileName().toLocal8Bit() : port == "FIFO" ? fifo() : port;
+    }
     QByteArray contents()
     {
         QFile reader(m_file.fileName());
@@ -80,7 +106,44 @@ public:
     }
 
 private:
+    QByteArray fifo() const { return m_file.fileName().toLocal8Bit() + ".fifo"; }
+
     QTemporaryFile m_file;
+};
+
+/// Takes a capability from this thread while it lives, so that root is treated as anybody is.
+class WithoutCapability
+{
+public:
+    explicit WithoutCapability(int capability)
+    {
+        m_data = current();
+        auto reduced = m_data;
+        reduced[std::size_t(capability / 32)].effective &= ~(1U << (capability % 32));
+        set(reduced);
+    }
+    ~WithoutCapability() { set(m_data); }
+    WithoutCapability(const WithoutCapability &) = delete;
+    WithoutCapability &operator=(const WithoutCapability &) = delete;
+
+private:
+    using Data = std::array<__user_cap_data_struct, 2>;
+
+    static __user_cap_header_struct header() { return {_LINUX_CAPABILITY_VERSION_3, 0}; }
+    static Data current()
+    {
+        Data data{};
+        auto version = header();
+        syscall(SYS_capget, &version, data.data());
+        return data;
+    }
+    static void set(Data data)
+    {
+        auto version = header();
+        syscall(SYS_capset, &version, data.data());
+    }
+
+    Data m_data{};
 };
 
 } // namespace
@@ -165,7 +228,7 @@ void TestMdbControllerPort::refusedPort()
     {
         PerrorCapture capture;
         MdbController master(nullptr);
-        QCOMPARE(master.mdbSerialInit(port == "file" ? file.path() : port), -1);
+        QCOMPARE(master.mdbSerialInit(file.pathOf(port)), -1);
         QCOMPARE(capture.take(), complaints);
         QVERIFY(master.mdbSerialInit(bus.line.path()) > 0);
         QCOMPARE(openDescriptors(), before + 1);
@@ -191,7 +254,7 @@ void TestMdbControllerPort::refusedPortLeavesTheBusRunning()
     master.startPoll();
     QVERIFY(bus.probe.waitForByte(0x12));
     const int before = openDescriptors();
-    QCOMPARE(master.mdbSerialInit(port == "file" ? file.path() : port), -1);
+    QCOMPARE(master.mdbSerialInit(file.pathOf(port)), -1);
     QCOMPARE(openDescriptors(), before);
     bus.probe.clear();
     for (const int device : {0x12, 0x62, 0x33, 0x0B})
@@ -200,6 +263,53 @@ void TestMdbControllerPort::refusedPortLeavesTheBusRunning()
     QCOMPARE(busThreads(), 1);
     QCOMPARE(capture.take(), complaints);
     QCOMPARE(file.contents(), QByteArray("contents"));
+}
+
+void TestMdbControllerPort::pathWithStrangeCharacters_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::newRow("conversions of printf") << QByteArray("%s%n%1$s");
+    QTest::newRow("blanks and quotes") << QByteArray(" a 'b' \"c\" ");
+    QTest::newRow("line break") << QByteArray("two\nlines");
+    QTest::newRow("Latin-1") << QByteArray("m\xfcnz");
+    QTest::newRow("characters of a shell") << QByteArray("$(x);`y`|&*?");
+}
+
+void TestMdbControllerPort::pathWithStrangeCharacters()
+{
+    QFETCH(QByteArray, name);
+    SilentLine bus;
+    const QTemporaryDir folder;
+    const QByteArray path = folder.path().toLocal8Bit() + '/' + name;
+    PerrorCapture complaints;
+    MdbController master(nullptr);
+    QCOMPARE(master.mdbSerialInit(path), -1);
+    QCOMPARE(complaints.take(), QByteArrayList{path});
+    QCOMPARE(symlink(bus.line.path(), path), 0);
+    QVERIFY(master.mdbSerialInit(path) > 0);
+    QCOMPARE(bus.probe.texts().last(), QByteArray("set 9600 8M1"));
+    QCOMPARE(unlink(path), 0);
+}
+
+void TestMdbControllerPort::portThatAnotherHoldsAlone()
+{
+    SilentLine bus;
+    SilentLine other;
+    const WithoutCapability likeAnybody(CAP_SYS_ADMIN);
+    PerrorCapture complaints;
+    MdbController master(nullptr);
+    QVERIFY(master.mdbSerialInit(other.line.path()) > 0);
+    QCOMPARE(ioctl(bus.line.slave(), TIOCEXCL), 0);
+    const int before = openDescriptors();
+    const int result = master.mdbSerialInit(bus.line.path());
+    const int error = errno;
+    QCOMPARE(result, -1);
+    QCOMPARE(error, EBUSY);
+    QCOMPARE(complaints.take(), QByteArrayList{bus.line.path()});
+    QCOMPARE(openDescriptors(), before);
+    QCOMPARE(other.probe.count(LineCall::Close), 0);
+    QCOMPARE(ioctl(bus.line.slave(), TIOCNXCL), 0);
+    QVERIFY(master.mdbSerialInit(bus.line.path()) > 0);
 }
 
 void TestMdbControllerPort::refusedSettingsOfThePortInUse()

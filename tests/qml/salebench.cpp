@@ -60,9 +60,19 @@ SaleBench::~SaleBench()
     destroyItem();
 }
 
+void SaleBench::reload()
+{
+    destroyItem();
+    m_engine->clearComponentCache();
+    m_engine = std::make_unique<QQmlEngine>();
+    m_published = {};
+    m_records.clear();
+    createItem();
+}
+
 void SaleBench::createItem()
 {
-    QQmlComponent component(&m_engine);
+    QQmlComponent component(m_engine.get());
     component.setData("import Kovira 1.0\nPaymentMDB {}", QUrl());
     m_item.reset(component.create());
     if (!m_item) {

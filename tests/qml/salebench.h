@@ -59,6 +59,9 @@ public:
     /// Null if the module could not be loaded.
     QObject *item() const { return m_item.get(); }
     void destroyItem() { m_item.reset(); }
+    /// A new engine with a new item, as a kiosk does that reloads its user interface. The port is
+    /// closed.
+    void reload();
     mdbsim::Machine &machine() { return m_machine; }
 
     // The user interface.
@@ -116,7 +119,7 @@ private:
     bool complain(const QString &what);
     bool eventually(const std::function<bool()> &condition, const char *what);
 
-    QQmlEngine m_engine;
+    std::unique_ptr<QQmlEngine> m_engine = std::make_unique<QQmlEngine>();
     mdbsim::Machine m_machine;
     std::unique_ptr<QObject> m_item;
     QString m_complaint;

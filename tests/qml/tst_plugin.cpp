@@ -1,4 +1,5 @@
 #include "salebench.h"
+#include "support/processfacts.h"
 
 #include <QDir>
 #include <QFile>
@@ -86,6 +87,7 @@ private Q_SLOTS:
     void typeDescriptionIsCurrent();
     void saleWrittenInQml();
     void engineCreatedAndDestroyedFiveTimes();
+    void engineReloadedWhileTheMachineRuns();
     void twoItemsAreIndependent();
     void itemDestroyedDuringAnExchange_data();
     void itemDestroyedDuringAnExchange();
@@ -293,6 +295,21 @@ void TestPlugin::engineCreatedAndDestroyedFiveTimes()
         QVERIFY(bench.insertCoin(Coin50));
         EVENTUALLY_EQUAL(bench.published("acceptValue"), 50);
     }
+}
+
+void TestPlugin::engineReloadedWhileTheMachineRuns()
+{
+    SaleBench bench;
+    QVERIFY2(bench.startMachine({{"coin", SaleBench::changer()}}), qPrintable(bench.complaint()));
+    for (int i = 0; i < 3; ++i) {
+        QVERIFY2(bench.cashSaleSucceeds(), qPrintable(bench.complaint()));
+        bench.reload();
+        QCOMPARE(processfacts::busThreads(), 0);
+        bench.setting({{"useCashless1", false}, {"useCashless2", false}, {"useBill", false}});
+        QVERIFY(bench.install(bench.machine().port()) > 0);
+        QVERIFY2(bench.waitUntilReady(), qPrintable(bench.complaint()));
+    }
+    QVERIFY2(bench.cashSaleSucceeds(), qPrintable(bench.complaint()));
 }
 
 void TestPlugin::twoItemsAreIndependent()

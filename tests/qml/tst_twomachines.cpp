@@ -1,4 +1,7 @@
 #include "salebench.h"
+#include "support/processfacts.h"
+
+#include <random>
 
 namespace {
 
@@ -20,6 +23,7 @@ private Q_SLOTS:
     void itemCreatedLastSellsUndisturbed();
     void itemCreatedFirstIsDestroyed();
     void itemCreatedLastIsDestroyed();
+    void tenItems();
 };
 
 void TestTwoMachines::recordsGoToTheItemCreatedLast()
@@ -71,6 +75,34 @@ void TestTwoMachines::itemCreatedLastIsDestroyed()
     EVENTUALLY_EQUAL(first.book("coin", "insertedValue"), 50);
     QVERIFY2(first.waitUntilQuiet(), qPrintable(first.complaint()));
     QCOMPARE(first.published("acceptValue"), 0);
+}
+
+void TestTwoMachines::tenItems()
+{
+    constexpr int count = 10;
+    const int before = processfacts::openDescriptors();
+    std::vector<std::unique_ptr<SaleBench>> benches;
+    for (int i = 0; i < count; ++i) {
+        benches.push_back(std::make_unique<SaleBench>());
+        SaleBench &newest = *benches.back();
+        QVERIFY2(newest.startMachine(coinMachine()), qPrintable(newest.complaint()));
+        QCOMPARE(processfacts::busThreads(), i + 1);
+    }
+    SaleBench &newest = *benches.back();
+    QVERIFY2(newest.cashSaleSucceeds(), qPrintable(newest.complaint()));
+    for (const auto &bench : benches)
+        QCOMPARE(bench->commandCount("0f02"), bench.get() == &newest ? 1 : 0);
+
+    // The others go in any order.
+    std::shuffle(benches.begin(), benches.end() - 1, std::mt19937(4));
+    while (benches.size() > 1) {
+        benches.erase(benches.begin());
+        QCOMPARE(processfacts::busThreads(), int(benches.size()));
+    }
+    QVERIFY2(newest.cashSaleSucceeds(), qPrintable(newest.complaint()));
+    benches.clear();
+    QCOMPARE(processfacts::busThreads(), 0);
+    QCOMPARE(processfacts::openDescriptors(), before);
 }
 
 QTEST_MAIN(TestTwoMachines)

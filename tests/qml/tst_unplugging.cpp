@@ -1,4 +1,5 @@
 #include "salebench.h"
+#include "support/processfacts.h"
 
 #include <QTemporaryDir>
 
@@ -32,6 +33,8 @@ private Q_SLOTS:
     void readerUnpluggedWhileTheDrinkIsMade();
     void machineUnpluggedInTheMiddleOfEverything();
     void lineHangsUpInMidSale();
+    void portIsGoneForAWhile_data();
+    void portIsGoneForAWhile();
 };
 
 void TestUnplugging::changerUnpluggedWithCredit()
@@ -204,6 +207,45 @@ void TestUnplugging::lineHangsUpInMidSale()
     QVERIFY(bench.finishDrink(DrinkSuccess));
     EVENTUALLY_EQUAL(bench.book("coin", "paidOutValue"), 30);
     EVENTUALLY_EQUAL(bench.published("acceptValue"), 0);
+}
+
+void TestUnplugging::portIsGoneForAWhile_data()
+{
+    QTest::addColumn<bool>("lineToo");
+    QTest::newRow("its name only") << false;
+    QTest::newRow("its name and the line") << true;
+}
+
+void TestUnplugging::portIsGoneForAWhile()
+{
+    QFETCH(bool, lineToo);
+    QTemporaryDir directory;
+    const QString link = directory.filePath("port");
+    const QJsonObject config = {{"coin", SaleBench::changer()}, {"link", link}};
+    SaleBench bench;
+    QVERIFY2(bench.startMachine(config), qPrintable(bench.complaint()));
+    const QString line = QFile::symLinkTarget(link);
+    if (lineToo)
+        bench.machine().stop();
+    else
+        QVERIFY(QFile::remove(link));
+    for (int i = 0; i < 3; ++i)
+        QCOMPARE(bench.install(link), -1);
+    QCOMPARE(processfacts::busThreads(), 1);
+    if (lineToo)
+        EVENTUALLY(!bench.isInService(Changer));
+    else
+        QVERIFY2(bench.cashSaleSucceeds(), qPrintable(bench.complaint()));
+
+    if (lineToo)
+        QVERIFY2(bench.powerOn(config), qPrintable(bench.complaint()));
+    else
+        QVERIFY(QFile::link(line, link));
+    QVERIFY(bench.install(link) > 0);
+    QCOMPARE(processfacts::busThreads(), 1);
+    EVENTUALLY(bench.isInService(Changer));
+    QVERIFY2(bench.waitUntilReady(), qPrintable(bench.complaint()));
+    QVERIFY2(bench.cashSaleSucceeds(), qPrintable(bench.complaint()));
 }
 
 QTEST_MAIN(TestUnplugging)

@@ -517,7 +517,7 @@ void TestSimulatedBus::lostAckIsNotSeen()
 {
     Bench bench(twoBytes);
     bench.setFault("lostAck");
-    bench.master->exchange(poll);
+    QCOMPARE(bench.master->exchange(poll), twoBytesOnLine);
     QTRY_COMPARE(bench.counts.notAcknowledged, 1);
     QCOMPARE(bench.counts.acknowledged, 0);
     QCOMPARE(bench.bus.statistics("one").missingAcks, 1);
