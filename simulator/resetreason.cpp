@@ -53,7 +53,8 @@ bool switchesReader(const QByteArray &block)
 bool isAcked(const Exchange &exchange)
 {
     return exchange.outcome == Exchange::Outcome::Acked
-        || exchange.outcome == Exchange::Outcome::AckedLate;
+        || exchange.outcome == Exchange::Outcome::AckedLate
+        || exchange.outcome == Exchange::Outcome::AckLost;
 }
 
 bool isBareAck(const Exchange &exchange)

@@ -251,9 +251,10 @@ void SimulatedBus::handleAnswer(const Arrival &arrival)
     // The standard counts the response time from the end of the last byte to the beginning of the
     // answer, which is when a pseudo-terminal hands the master's byte over.
     const bool late = arrival.timeUs - m_unanswered->sentUs > ackLimitUs;
-    const bool lost = m_unanswered->exchange.fault == FaultKind::LostAck;
-    if (arrival.kind == Arrival::Kind::Nak || lost)
+    if (arrival.kind == Arrival::Kind::Nak)
         closeUnanswered(Exchange::Outcome::NotAcked, arrival.timeUs);
+    else if (m_unanswered->exchange.fault == FaultKind::LostAck)
+        closeUnanswered(Exchange::Outcome::AckLost, arrival.timeUs);
     else
         closeUnanswered(late ? Exchange::Outcome::AckedLate : Exchange::Outcome::Acked,
                         arrival.timeUs);
@@ -282,7 +283,8 @@ void SimulatedBus::closeUnanswered(Exchange::Outcome outcome, qint64 nowUs)
         BusStatistics &statistics = closed.device->report.statistics;
         const bool late = outcome == Exchange::Outcome::AckedLate;
         statistics.lateAcks += late ? 1 : 0;
-        statistics.missingAcks += outcome == Exchange::Outcome::NotAcked ? 1 : 0;
+        const bool lost = outcome == Exchange::Outcome::AckLost;
+        statistics.missingAcks += outcome == Exchange::Outcome::NotAcked || lost ? 1 : 0;
         statistics.silent += outcome == Exchange::Outcome::Silent ? 1 : 0;
         if (outcome == Exchange::Outcome::Acked || (late && !m_options.strictAck))
             closed.device->peripheral->acknowledged();

@@ -34,6 +34,8 @@ QString outcomeText(const Exchange &exchange)
         return QStringLiteral("  ACK late after ") + millisecondsText(exchange.ackDelayUs);
     case Exchange::Outcome::NotAcked:
         return QStringLiteral("  not acknowledged");
+    case Exchange::Outcome::AckLost:
+        return QStringLiteral("  ACK lost after ") + millisecondsText(exchange.ackDelayUs);
     case Exchange::Outcome::Silent:
     case Exchange::Outcome::Answered:
         break;

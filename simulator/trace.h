@@ -19,7 +19,9 @@ struct Exchange
         /// Data that the master acknowledged, in time or later than the standard's 5 ms.
         Acked,
         AckedLate,
-        NotAcked
+        NotAcked,
+        /// Data that the master acknowledged unseen by the device.
+        AckLost
     };
 
     /// When the block came in, in monotonic microseconds since the bus was started.

@@ -46,6 +46,9 @@ void TestTrace::exchangeIsOneLine_data()
     QTest::newRow("not acknowledged")
         << polled("lever pressed", Outcome::NotAcked)
         << "12.345 coin changer  POLL -> lever pressed  not acknowledged";
+    QTest::newRow("acknowledged unseen")
+        << polled("lever pressed", Outcome::AckLost)
+        << "12.345 coin changer  POLL -> lever pressed  ACK lost after 3.1 ms";
     QTest::newRow("nothing to acknowledge")
         << polled("ACK", Outcome::Answered) << "12.345 coin changer  POLL -> ACK";
 
