@@ -56,7 +56,7 @@ void PaymentMDB::closeMDB()
     m_mdbController.closePoll();
     m_goodsNo = -1;
     m_goodsValue = 0;
-    m_deviceObj.remove(publishedkey::goods);
+    removeGoods();
     m_tokenValue = 0;
     m_billValue = 0;
     m_coinValue = 0;
@@ -70,7 +70,7 @@ void PaymentMDB::overTimeProtect()
 {
     if (!m_deviceObj.contains(publishedkey::goods))
         return;
-    m_deviceObj.remove(publishedkey::goods);
+    removeGoods();
     install(m_port);
 }
 
@@ -85,6 +85,19 @@ void PaymentMDB::insertCredit()
     m_deviceObj.insert(publishedkey::tokenValue, m_tokenValue);
     m_deviceObj.insert(publishedkey::coinValue, m_coinValue);
     m_deviceObj.insert(publishedkey::billValue, m_billValue);
+}
+
+/// Made anew without them: an object keeps the bytes of each key that was ever removed (Qt 5.15).
+void PaymentMDB::removeGoods()
+{
+    if (!m_deviceObj.contains(publishedkey::goods))
+        return;
+    QJsonObject rest;
+    for (auto entry = m_deviceObj.constBegin(); entry != m_deviceObj.constEnd(); ++entry) {
+        if (entry.key() != publishedkey::goods)
+            rest.insert(entry.key(), entry.value());
+    }
+    m_deviceObj = rest;
 }
 
 void PaymentMDB::publish()

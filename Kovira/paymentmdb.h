@@ -125,6 +125,7 @@ private:
     void overTimeProtect();
     void updateAcceptValue();
     void insertCredit();
+    void removeGoods();
     void publish();
     void allowMaking();
     void startPayEndTimer();

@@ -199,7 +199,7 @@ void PaymentMDB::publishRecord(const QJsonObject &record)
     if (m_vendDeniedCount >= 1 || m_sessionEndCount >= 1) {
         m_vendDeniedCount = 0;
         m_sessionEndCount = 0;
-        m_deviceObj.remove(publishedkey::goods);
+        removeGoods();
     }
     if (m_deviceObj.contains(publishedkey::goods) && !m_isCardPay && m_goodsNo != -1)
         paymentWayChecking();

@@ -85,7 +85,7 @@ bool PaymentMDB::cancelGoods()
     m_goodsNo = -1;
     m_goodsValue = 0;
     m_pendingGoods = {};
-    m_deviceObj.remove(publishedkey::goods);
+    removeGoods();
     const bool haveReader = m_cashlessStates.contains(publishedkey::cashless1);
     qCDebug(paymentLog) << "PaymentMDB::cancelGoods()----------->contains cashless_1:"
                         << haveReader;

@@ -69,14 +69,14 @@ void PaymentMDB::finishCardSale()
         reader->setCMD(8);
     m_vendSuccessSent = true;
     qCDebug(paymentLog) << "PaymentMDB::makingFinish()-----------> Cmd_VendSuccess";
-    m_deviceObj.remove(publishedkey::goods);
+    removeGoods();
     m_isCardPay = false;
 }
 
 void PaymentMDB::finishCashSale()
 {
     chargeCash();
-    m_deviceObj.remove(publishedkey::goods);
+    removeGoods();
     allowValue();
     if (m_needRecordToCashless)
         recordAtReaders(m_goodsNo, m_goodsValue, COMMON_VEND_TYPE);

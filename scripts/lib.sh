@@ -25,3 +25,4 @@ RUN_PACKAGES=(qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-
 TEST_PACKAGES=(qml-module-qttest)
 CLANG_PACKAGES=(clang libclang-rt-14-dev)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
+BENCH_PACKAGES=(binutils libmodbus-dev pkg-config python3-matplotlib valgrind)
