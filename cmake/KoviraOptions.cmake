@@ -10,6 +10,10 @@ if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
     target_compile_options(kovira_options INTERFACE -Wno-gnu-zero-variadic-macro-arguments
                            -Wno-overloaded-virtual)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    # Notes on what GCC 7.1 passes otherwise than older ones; nothing of an older one is linked.
+    target_compile_options(kovira_options INTERFACE -Wno-psabi)
+endif()
 if(KOVIRA_WERROR)
     target_compile_options(kovira_options INTERFACE -Werror)
 endif()

@@ -79,7 +79,8 @@ int main(int argc, char **argv)
     }
     QGuiApplication application(argc, argv);
     QQmlApplicationEngine engine;
-    engine.addImportPath(KOVIRA_QML_DIR);
+    // The modules of the build tree; installed, they are in Qt's own directory.
+    engine.addImportPath(QCoreApplication::applicationDirPath() + "/../qml");
     engine.rootContext()->setContextProperty("options", readOptions(application, headless));
     engine.load(QUrl("qrc:/qml/Main.qml"));
     return engine.rootObjects().isEmpty() ? EXIT_FAILURE : QGuiApplication::exec();

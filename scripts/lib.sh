@@ -22,7 +22,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build qtbase5-dev qtdeclarative5-dev qtdeclarati
     libedit-dev)
 RUN_PACKAGES=(qml-module-qtquick2 qml-module-qtquick-window2 qml-module-qtquick-layouts
     qml-module-qtquick-controls2 fonts-dejavu-core)
-TEST_PACKAGES=(qml-module-qttest)
+TEST_PACKAGES=(make qml-module-qttest)
 CLANG_PACKAGES=(clang libclang-rt-14-dev)
 LINT_PACKAGES=(clang clang-format clang-tidy cppcheck git)
 BENCH_PACKAGES=(binutils libmodbus-dev pkg-config python3-matplotlib valgrind)

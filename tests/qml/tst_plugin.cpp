@@ -34,12 +34,12 @@ QVariant result(QObject *object, const char *function)
     return value;
 }
 
-/// The folder of the module, where this engine finds it.
-QString moduleFolder(const QQmlEngine &engine)
+/// The import path below which this engine finds the modules.
+QString importPath(const QQmlEngine &engine)
 {
     for (const QString &path : engine.importPathList()) {
         if (QFile::exists(path + "/Kovira/qmldir"))
-            return path + "/Kovira";
+            return path;
     }
     return {};
 }
@@ -84,6 +84,7 @@ private Q_SLOTS:
     void signalParameters();
     void haveGoodsMayBeBound();
     void methodsTakeObjectsOfTheScript();
+    void typeDescriptionIsCurrent_data();
     void typeDescriptionIsCurrent();
     void saleWrittenInQml();
     void engineCreatedAndDestroyedFiveTimes();
@@ -224,20 +225,28 @@ void TestPlugin::methodsTakeObjectsOfTheScript()
              QString("[-1,false,true,false,false,true,true]"));
 }
 
+void TestPlugin::typeDescriptionIsCurrent_data()
+{
+    QTest::addColumn<QString>("folder");
+    QTest::newRow("Kovira") << "/Kovira";
+    QTest::newRow("Kovira.Simulator") << "/Kovira/Simulator";
+}
+
 void TestPlugin::typeDescriptionIsCurrent()
 {
+    QFETCH(QString, folder);
     const QString tool = qmlPluginDump();
     if (tool.isEmpty())
         QSKIP("qmlplugindump is not installed");
     if (sanitized)
         QSKIP("qmlplugindump does not load a sanitized module");
     QQmlEngine engine;
-    const QString folder = moduleFolder(engine);
-    QFile shipped(folder + "/plugins.qmltypes");
+    const QString path = importPath(engine);
+    QFile shipped(path + folder + "/plugins.qmltypes");
     QVERIFY2(shipped.open(QIODevice::ReadOnly), qPrintable(shipped.fileName()));
 
     QProcess dump;
-    dump.start(tool, {"-nonrelocatable", "Kovira", "1.0", QFileInfo(folder).path()});
+    dump.start(tool, {"-nonrelocatable", QTest::currentDataTag(), "1.0", path});
     QVERIFY(dump.waitForFinished(SaleBench::patienceMs));
     QCOMPARE(dump.exitCode(), 0);
     const auto current = description(dump.readAllStandardOutput());

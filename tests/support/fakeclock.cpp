@@ -44,8 +44,8 @@ extern "C" __attribute__((visibility("default"))) int clock_gettime(clockid_t id
         return readRealClock(id, time);
     const ThreadClock &clock = threadClock;
     const qint64 ns = clock.stopped ? clock.stoppedAtNs : realNs() + clock.aheadNs;
-    time->tv_sec = ns / nsPerSecond;
-    time->tv_nsec = ns % nsPerSecond;
+    time->tv_sec = static_cast<decltype(time->tv_sec)>(ns / nsPerSecond);
+    time->tv_nsec = static_cast<decltype(time->tv_nsec)>(ns % nsPerSecond);
     return 0;
 }
 
