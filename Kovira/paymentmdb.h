@@ -13,15 +13,22 @@
 /// What the payment item keeps of a cashless reader, from its last record.
 struct CashlessReaderInfo
 {
+    /// "state" of the record.
     QJsonObject state;
     /// Device number 0 or 1.
     int num = 0;
+    /// Feature level.
     int level = 0;
+    /// It was told to take cards.
     bool enable = false;
+    /// It answers.
     bool active = false;
+    /// A vend may be requested without a card.
     bool aliwaysIdle = false;
+    /// Manufacturer, for people.
     QString manuInfo;
 
+    /// Whether a vend may be asked for.
     bool usable() const { return enable && active; }
 };
 
@@ -34,18 +41,22 @@ struct CashlessReaderInfo
 class PaymentMDB : public QQuickItem
 {
     Q_OBJECT
+    /// Version of the payment controller.
     Q_PROPERTY(QString version READ version)
+    /// Goods were set and their sale is not over.
     Q_PROPERTY(bool haveGoods READ haveGoods NOTIFY haveGoodsChanged)
 
 public:
     /// What happens to credit that a drink leaves: change at once, or kept for more drinks.
     enum MAKE_MODEL { Single_Model = 0, More = 1 };
     Q_ENUM(MAKE_MODEL)
+    /// The "state" that makingFinish() takes.
     enum DRINK_STATUS { Drink_Ready = 0, Drink_Making = 1, Drink_Success = 2, Drink_Fail = 3 };
     Q_ENUM(DRINK_STATUS)
     /// The "type" of a device state record.
     enum DEVICE_TYPE { Cashless = 0, Bill = 1, Coin = 2 };
     Q_ENUM(DEVICE_TYPE)
+    /// The "vendCashType" that makingFinish() takes; it knows the first three.
     enum CASH_VEND_TYPE {
         COMMON_VEND_TYPE = 0,
         FREE_VEND_TYPE = 1,
@@ -55,8 +66,10 @@ public:
     };
     Q_ENUM(CASH_VEND_TYPE)
 
+    /// An item without a bus: see install().
     explicit PaymentMDB(QQuickItem *parent = nullptr);
 
+    /// "V" and three numbers.
     QString version() const { return m_version; }
     /// Goods were set and their sale is not over.
     bool haveGoods() const { return m_haveGoods; }
@@ -105,6 +118,7 @@ Q_SIGNALS:
     void cardTouched(bool touch);
     /// The order failed: the reader denied it and the credit does not cover the price.
     void orderCancel();
+    /// Goods were set, also anew, or makingFinish() ended their sale.
     void haveGoodsChanged();
 
 private Q_SLOTS:

@@ -9,26 +9,37 @@
 /// unit. Sums and products stay within 32 bits: what is beyond becomes the highest or lowest int.
 namespace paymentrules {
 
+/// a + b, at most the highest and at least the lowest int.
 int add(int a, int b);
+/// a - b within the same limits.
 int subtract(int a, int b);
+/// a × b within the same limits.
 int multiply(int a, int b);
 
 /// The credit of the three kinds of cash.
 struct Credit
 {
+    /// Tokens that have a value.
     int token = 0;
+    /// Coins, and bills that were stacked at once.
     int coin = 0;
+    /// The bill in escrow.
     int bill = 0;
 };
 
 /// Which credit a cash sale is taken from; at most one flag is set.
 struct PaymentSource
 {
+    /// A universal token pays the whole price.
     bool universal = false;
+    /// Tokens cover the price.
     bool token = false;
+    /// Tokens and coins cover it.
     bool coin = false;
+    /// Tokens, coins and the bill cover it.
     bool bill = false;
 
+    /// Whether the credit covers the price at all.
     bool any() const { return universal || token || coin || bill; }
     /// Index of the settlement handler, 0 to 15.
     int handlerIndex() const { return universal * 8 + token * 4 + coin * 2 + bill; }

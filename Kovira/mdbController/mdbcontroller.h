@@ -25,8 +25,10 @@ class MdbController : public QObject
     Q_OBJECT
 
 public:
+    /// Devices that the bus has.
     static constexpr int deviceCount = 4;
 
+    /// A bus without a port, all devices in use. Records are emitted through it from now on.
     explicit MdbController(QObject *parent);
     /// Ends the polling thread and closes the port before the protocol objects go away.
     ~MdbController() override;
@@ -48,11 +50,15 @@ public:
     BaseProtocol *device(int number);
     /// The reader of device number 0 or 1, otherwise null.
     CashlessProtocol *cashless(int number);
+    /// The bill validator.
     BillProtocol *bill() { return &m_bill; }
+    /// The coin changer.
     CoinProtocol *coin() { return &m_coin; }
     /// Whether the polling thread visits a device (number 0 to 3); all are on at first.
     void setDeviceEnabled(int number, bool enabled);
+    /// False as well for a number beyond 0 to 3.
     bool deviceEnabled(int number) const;
+    /// Whether there is a device to visit.
     bool anyDeviceEnabled() const;
 
     /// Receives the device state records of every protocol object, on the thread that reports.
@@ -82,7 +88,9 @@ public:
     /// The settings steps; each changes only the structure and returns 0, or -1 if unsupported.
     /// 38400 baud is not supported.
     static int SetSerialBaud(termios *settings, int baud);
+    /// 5 to 8.
     static int SetSerialDataBits(termios *settings, signed char dataBits);
+    /// 1 or 2.
     static int SetSerialStopBits(termios *settings, signed char stopBits);
     /// Upper-case letters only: N none, E even, O odd, M mark, S space.
     static int SetSerialParity(termios *settings, signed char letter);
@@ -94,6 +102,7 @@ public:
     static void delay(unsigned int ms);
 
 Q_SIGNALS:
+    /// A device state record, on the thread that reports: connect queued, or across threads.
     void deviceStateChanged(QJsonObject deviceInfo);
 
 private:

@@ -18,6 +18,7 @@ public:
     /// reports the mask and queues BILL TYPE.
     void setTpyeAllow(int highestType) override;
 
+    /// Fills the command table; the index is the number that setCMD() takes.
     void initCmdCode();
     /// Queues what a validator needs after it was reset: SETUP, SECURITY, both identifications,
     /// FEATURE ENABLE and BILL TYPE.

@@ -27,6 +27,7 @@ public:
     void sendDiagnostic(unsigned int warnLsb, unsigned int warnHsb, unsigned int errorLsb,
                         unsigned int errorHsb) override;
 
+    /// Fills the command table; the index is the number that setCMD() takes.
     void initCmdCode();
     /// First half of the start-up, after the reader reported a reset: up to its configuration.
     void init();

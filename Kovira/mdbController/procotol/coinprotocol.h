@@ -21,12 +21,14 @@ public:
 
     /// Change to pay with the next payout command, in credit units. Set it before setCMD(8).
     void setPayoutAmount(int amount) { m_payoutAmount = amount; }
+    /// What setPayoutAmount() was given last.
     int payoutAmount() const { return m_payoutAmount; }
 
     /// Values of coin types whose credit is no standard denomination: coin type as decimal text to
     /// main currency units. Set it before polling starts.
     void setCoinValues(const QJsonObject &values) { m_coinValues = values; }
 
+    /// Fills the command table; the index is the number that setCMD() takes.
     void initCmdCode();
     /// Queues what a changer needs after it was reset: SETUP, IDENTIFICATION, COIN TYPE and TUBE
     /// STATUS, each after a POLL.

@@ -9,6 +9,7 @@
 class MissedPolls
 {
 public:
+    /// The peripheral answered.
     void reset() { m_count = 0; }
     /// Counts one; true, and the count starts again, when it was the sixth.
     bool addAndCheckLost()

@@ -97,9 +97,12 @@ public:
     }
 
 protected:
+    /// Puts a command into the buffer with sendCommand() or setBuff().
     using Builder = void (Device::*)();
+    /// The index is the number that setCMD() takes.
     using CommandTable = std::array<Builder, CommandCount>;
 
+    /// address: the MDB address, lower three bits 0.
     explicit QueuedProtocol(quint8 address) : m_address(address) { }
     ~QueuedProtocol() override = default;
 
@@ -154,6 +157,7 @@ protected:
         return static_cast<quint8>(m_command[static_cast<std::size_t>(index)]);
     }
 
+    /// The MDB address.
     quint8 address() const { return m_address; }
 
     /// Moves the device, and the command that waits in the buffer, to another address.
@@ -165,17 +169,20 @@ protected:
             m_command[0] = static_cast<char>((m_command[0] & mdbCommandMask) | address);
     }
 
+    /// Queues commands in this order.
     void queueCommands(std::initializer_list<int> commands)
     {
         for (const int command : commands)
             setCMD(command);
     }
 
+    /// Sets a key of the state; see storeState().
     void insertIntoState(const QString &key, const QJsonValue &value)
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
         m_state.insert(key, value);
     }
+    /// Sets a key of the record; does not report.
     Q_NEVER_INLINE void insertIntoRecord(const QString &key, const QJsonValue &value)
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
@@ -183,6 +190,7 @@ protected:
         if (m_record.value(key) != value)
             m_record.insert(key, value);
     }
+    /// Takes a key out of the record; does not report.
     void removeFromRecord(const QString &key)
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
@@ -194,6 +202,7 @@ protected:
         const std::lock_guard<std::mutex> guard(m_mutex);
         m_record.insert(recordkey::state, m_state);
     }
+    /// Sets "active" and "enable", then as storeState().
     Q_NEVER_INLINE void storeState(bool active, bool enable)
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
@@ -208,6 +217,7 @@ protected:
         m_action.insert(recordkey::type, type);
         storeAction();
     }
+    /// Puts the event into the record with the type that it had last.
     Q_NEVER_INLINE void storeAction()
     {
         const std::lock_guard<std::mutex> guard(m_mutex);

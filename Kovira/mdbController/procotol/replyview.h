@@ -10,6 +10,7 @@ constexpr int blockCapacity = 40;
 class ReplyView
 {
 public:
+    /// buf may be null; it must outlive the view.
     ReplyView(int len, const char *buf)
         : m_bytes(buf), m_length(len), m_size(buf ? qBound(0, len, blockCapacity) : 0)
     {
