@@ -8,17 +8,23 @@ namespace mdbsim {
 /// One field of an action beside "action" and "device".
 struct ActionField
 {
+    /// JSON type of the value.
     enum class Kind { Number, Text, Flag };
 
+    /// Key in the action, for example "type".
     QString name;
+    /// What a value typed without quotes becomes.
     Kind kind = Kind::Number;
+    /// The action is refused without it.
     bool required = false;
 };
 
 /// An action's name and its fields, in the order in which a person types them.
 struct ActionForm
 {
+    /// Value of "action", for example "insertCoin".
     QString name;
+    /// The first value typed without a name goes to the first of them.
     QVector<ActionField> fields;
 };
 

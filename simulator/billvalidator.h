@@ -19,6 +19,7 @@ class JsonReader;
 class BillValidator : public Peripheral
 {
 public:
+    /// A validator that has power: the next POLL reports that it was reset.
     explicit BillValidator(const BillValidatorConfig &config);
 
     quint8 address() const override { return 0x30; }

@@ -15,12 +15,15 @@ struct BillValidatorConfig
     int level = 2;
     /// Four digits, sent as packed BCD: 1 and the ISO 4217 number, or 0 and the telephone code.
     int currencyCode = 1978;
+    /// Smallest units of the currency per unit of credit, 1 to 65535.
     int scalingFactor = 100;
+    /// Decimal places of the currency, 0 to 255.
     int decimals = 2;
     /// Credit of each bill type, at most 16; 0 = no such bill, 255 = vend token.
     QVector<int> billTypes = {5, 10, 20, 50};
     /// Bills, up to 32767.
     int stackerCapacity = 600;
+    /// Whether it can hold a bill until the master says where it goes.
     bool escrow = true;
     /// Insists on the standard: commands above its level get no answer, and a report that was
     /// not acknowledged is sent again.

@@ -9,8 +9,10 @@ namespace mdbsim {
 /// Something whole that came from the master.
 struct Arrival
 {
+    /// Damaged: a block whose check byte is wrong or missing. Noise: a byte that begins no block.
     enum class Kind { Command, Damaged, Ack, Retransmit, Nak, Noise };
 
+    /// Decides which of the fields below mean something.
     Kind kind = Kind::Noise;
     /// Command: address byte and data without the check byte. Damaged, Noise: all bytes.
     QByteArray bytes;
@@ -25,9 +27,11 @@ struct Arrival
 class BlockAssembler
 {
 public:
+    /// What is whole now that this byte came, oldest first; often nothing.
     QVector<Arrival> feed(const LineByte &byte);
     /// To be called when no byte has come up to nowUs: a pause ends a block.
     QVector<Arrival> pause(qint64 nowUs);
+    /// Whether a block has begun and not ended.
     bool hasPart() const { return !m_bytes.isEmpty(); }
 
 private:

@@ -28,6 +28,7 @@ class JsonReader;
 class CashlessReader : public Peripheral
 {
 public:
+    /// A reader that has power: the next POLL reports that it was reset.
     explicit CashlessReader(const CashlessReaderConfig &config);
 
     quint8 address() const override { return static_cast<quint8>(m_config.address); }

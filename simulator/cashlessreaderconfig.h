@@ -18,18 +18,25 @@ struct CashlessReaderConfig
     int currencyCode = 1978;
     /// Smallest units of the currency per unit of the reader's amounts.
     int scale = 1;
+    /// Decimal places of the currency, 0 to 255.
     int decimals = 2;
+    /// Announced to the master, 0 to 255; the reader itself keeps no time.
     int maxResponseSeconds = 5;
 
-    /// Options that the reader's configuration announces. Without refund a failed vend is charged;
-    /// without cashSale such reports are not taken.
+    /// An option that the reader's configuration announces, as the next three: a failed vend is
+    /// not charged.
     bool refund = true;
+    /// Several vends in one session.
     bool multivend = false;
+    /// Messages for the machine's display.
     bool display = false;
+    /// Reports of cash sales; without it they are not taken.
     bool cashSale = true;
 
-    /// Options of level 3, in force once the master has enabled them.
+    /// Options of level 3, in force once the master has enabled them. Here: a vend may be asked for
+    /// without a session.
     bool alwaysIdleSupported = false;
+    /// The master may ask to credit the card, as for an empty bottle.
     bool negativeVendSupported = false;
 
     /// Insists on the standard: a command out of sequence blocks the reader until RESET, one that
@@ -45,11 +52,13 @@ struct CashlessReaderConfig
     /// An approval without a person as the answer to VEND REQUEST, otherwise at the next POLL.
     bool approveAtOnce = false;
 
-    /// Approves without a person when the funds suffice, and denies when they do not.
+    /// Approves without a person when the funds suffice or are unknown.
     bool autoApprove = true;
+    /// Denies without a person when the funds do not suffice.
     bool autoDenyShortOfFunds = true;
     /// What the machine's display is to show after a successful vend; empty = nothing.
     QString displayAfterVend;
+    /// Whether a revaluation within the limit is granted.
     bool approveRevalue = true;
     /// Largest amount of one revaluation, in the reader's units.
     int revalueLimit = 0xFFFF;

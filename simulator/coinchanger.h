@@ -22,6 +22,7 @@ namespace mdbsim {
 class CoinChanger : public Peripheral
 {
 public:
+    /// A changer that has power: the next POLL reports that it was reset.
     explicit CoinChanger(const CoinChangerConfig &config);
 
     quint8 address() const override { return 0x08; }

@@ -18,10 +18,12 @@ struct CoinType
     int credit = 0;
     /// Whether coins go to a tube until it is full; otherwise to the cash box.
     bool toTube = false;
-    /// Coins in the tube and how many it holds, 0 to 255.
+    /// Coins in the tube, at most its capacity.
     int count = 0;
+    /// Coins that the tube holds, 0 to 255.
     int capacity = 0;
 
+    /// Whether the type is a token, without a value of its own.
     bool isToken() const { return credit == token; }
 };
 
@@ -38,15 +40,20 @@ enum class PayoutStyle {
 /// A coin changer as it leaves the factory.
 struct CoinChangerConfig
 {
+    /// Feature level, 2 or 3.
     int level = 3;
     /// Four digits: 1 and the ISO 4217 number, or 0 and the telephone code.
     int currencyCode = 1978;
+    /// Smallest units of the currency per unit of credit, 1 to 255.
     int scalingFactor = 5;
+    /// Decimal places of the currency, 0 to 255.
     int decimals = 2;
     /// At most 16; the index is the coin type.
     QVector<CoinType> coinTypes = {{1, true, 20, 60},  {2, true, 20, 60},  {4, true, 20, 60},
                                    {10, true, 20, 60}, {20, true, 20, 60}, {40, false, 0, 0}};
+    /// In JSON "busy", "silent" or "ack".
     PayoutStyle payoutStyle = PayoutStyle::Busy;
+    /// How long a payout takes for each coin, 0 to 60000 ms.
     int msPerCoin = 150;
     /// Several events in one POLL reply.
     bool joinedEvents = false;

@@ -13,6 +13,7 @@ namespace mdbsim {
 /// What the arguments of mdbsim ask for.
 struct CommandLine
 {
+    /// What the program is to do.
     enum class Task {
         Run,
         /// Print the text, which is the help or the version.
@@ -21,10 +22,13 @@ struct CommandLine
         Complain
     };
 
+    /// Only Task::Run looks at the fields below the text.
     Task task = Task::Run;
+    /// Empty for Task::Run.
     QString text;
     /// For Machine::start().
     QJsonObject config;
+    /// Each exchange as a line of standard error.
     bool trace = false;
     /// The table of Machine::report() at the end.
     bool report = false;

@@ -18,11 +18,13 @@ class Control : public QObject
     Q_OBJECT
 
 public:
+    /// Takes one line of the answer or of what goes out unasked.
     using LineSink = std::function<void(const QByteArray &line)>;
 
     /// Lines go to the sink without their newline.
     Control(Machine *machine, LineSink sink, QObject *parent = nullptr);
 
+    /// A piece of the conversation, with any number of lines or a part of one.
     void receive(const QByteArray &bytes) { take(m_splitter.feed(bytes)); }
     /// The last line may come without its newline.
     void endInput() { take(m_splitter.finish()); }

@@ -20,11 +20,13 @@ public:
     /// Further clients are told so and dropped.
     static constexpr int maxClients = 32;
 
+    /// The machine must outlive the socket.
     explicit ControlSocket(Machine *machine, QObject *parent = nullptr);
 
     /// A socket that an earlier run left behind is replaced, nothing else; *error is one line.
     /// The file is removed with this object.
     bool listen(const QString &path, QString *error);
+    /// Those that are connected now.
     int clients() const { return m_clients; }
 
 private:

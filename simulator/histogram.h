@@ -18,14 +18,19 @@ public:
     /// A negative time counts as 0, one over 35 minutes as the longest bin.
     void add(qint64 timeUs);
 
+    /// How many times were added.
     qint64 count() const { return m_count; }
     /// The time that this share (0 to 1) of all times does not exceed; 0 if there are none.
     qint64 percentile(double share) const;
+    /// In microseconds; 0 if there are none.
     qint64 minimum() const { return m_minimum; }
+    /// In microseconds; 0 if there are none.
     qint64 maximum() const { return m_maximum; }
     /// The share of times within the limits, 0 to 1; 1 if there are none.
     double goodShare() const;
+    /// The lower limit, as it was given.
     qint64 lowestGoodUs() const { return m_lowestGoodUs; }
+    /// The upper limit, as it was given.
     qint64 highestGoodUs() const { return m_highestGoodUs; }
 
 private:

@@ -12,16 +12,26 @@ namespace mdbsim {
 class JsonReader
 {
 public:
+    /// Keeps a copy of the object.
     explicit JsonReader(const QJsonObject &object);
 
+    /// Asks without taking: the field stays unknown to finish().
     bool contains(const QString &key) const { return m_object.contains(key); }
+    /// Complains if the field is absent.
     void require(const QString &key);
+    /// The field may be there, whatever it holds.
     void ignore(const QString &key) { m_known.append(key); }
+    /// A whole number from min to max.
     void integer(const QString &key, int *value, int min, int max);
+    /// Any number from min to max.
     void number(const QString &key, double *value, double min, double max);
+    /// True or false; a number is neither.
     void flag(const QString &key, bool *value);
+    /// A string, which may be empty.
     void text(const QString &key, QString *value);
+    /// Of any elements; the caller looks at them.
     void array(const QString &key, QJsonArray *value);
+    /// With any fields; the caller reads them with a reader of their own.
     void object(const QString &key, QJsonObject *value);
 
     /// Adds a complaint that only the caller can know of.

@@ -12,10 +12,12 @@ public:
     /// Longer lines are dropped.
     static constexpr int maxBytes = 64 * 1024;
 
+    /// One line of the stream.
     struct Line
     {
         /// Without white space at its ends; never empty unless it was too long.
         QByteArray text;
+        /// Over maxBytes; the text is empty.
         bool tooLong = false;
     };
 

@@ -16,6 +16,7 @@ class Machine : public QObject
     Q_OBJECT
 
 public:
+    /// Without power and devices until start().
     explicit Machine(QObject *parent = nullptr);
     ~Machine() override;
 
@@ -32,6 +33,7 @@ public:
     /// Whether start() understands a configuration; otherwise *error is one line that names the
     /// wrong key.
     static bool accepts(const QJsonObject &config, QString *error);
+    /// Takes the port away, and the devices with their books. No harm if it is off.
     void stop();
     /// What the bus master opens as its serial port.
     QString port() const;
@@ -45,6 +47,7 @@ public:
     /// "state" of the whole machine, "report" of the bus, "hangUp" of the line, or "help", which
     /// lists all actions.
     QJsonObject perform(const QJsonObject &action);
+    /// "port", "noiseBytes" and each device's state by its key; empty while the machine is off.
     QJsonObject state() const;
     /// How the exchanges went since the start; empty while the machine is off.
     BusReport report() const;
@@ -52,6 +55,7 @@ public:
 Q_SIGNALS:
     /// What happened at a device; "device" holds its key.
     void event(const QJsonObject &event);
+    /// An exchange on the bus is over, the master's ACK included.
     void exchange(const mdbsim::Exchange &exchange);
 
 private:

@@ -12,6 +12,7 @@ public:
     /// A reader that leaves this much unread gets nothing more.
     static constexpr int maxWaitingBytes = 1024 * 1024;
 
+    /// descriptor: open for writing; it need not be non-blocking.
     explicit OutputWriter(int descriptor);
 
     /// line: without its newline.

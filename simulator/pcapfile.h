@@ -7,8 +7,10 @@ namespace mdbsim {
 /// Bytes of one sender as they went over the line.
 struct Transmission
 {
+    /// Which end of the line.
     enum class Sender { Master, Peripheral };
 
+    /// A packet's direction in the capture.
     Sender sender = Sender::Master;
     /// Of the peripheral; nothing if the master sends.
     quint8 address = 0;
@@ -25,7 +27,9 @@ class PcapFile
 public:
     /// Replaces the file. False with one line about it if it cannot be written.
     bool open(const QString &path, QString *error);
+    /// Whether write() has somewhere to write to.
     bool isOpen() const { return m_file.isOpen(); }
+    /// What was written stays; open() would replace it.
     void close() { m_file.close(); }
     /// Whole packets only, each with one write. False with a line if it fails.
     bool write(const Transmission &transmission, QString *error);

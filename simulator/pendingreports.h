@@ -10,6 +10,7 @@ namespace mdbsim {
 class PendingReports
 {
 public:
+    /// How the device treats its messages.
     struct Options
     {
         /// As many messages as fit go into one block, otherwise one at a time.
@@ -20,8 +21,10 @@ public:
         int maxBytes = 16;
     };
 
+    /// Nothing to say yet.
     explicit PendingReports(const Options &options);
 
+    /// A message, at least one byte, behind those that wait.
     void add(const QByteArray &message);
     /// A message that is sent again until it is acknowledged, whatever the options say.
     void addLasting(const QByteArray &message);
@@ -29,7 +32,9 @@ public:
     void addFirst(const QByteArray &message);
     /// Takes back the messages that begin with this byte.
     void withdraw(int firstByte);
+    /// Forgets every message, sent or not.
     void clear() { m_messages.clear(); }
+    /// Whether a message that begins with this byte waits or is not acknowledged yet.
     bool contains(int firstByte) const;
 
     /// The messages of the next block, none if there is nothing to say; they count as sent.

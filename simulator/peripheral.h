@@ -13,15 +13,21 @@ namespace mdbsim {
 /// What a peripheral puts on the bus in answer to one block of the master.
 struct Reply
 {
+    /// Silence puts nothing on the line, Data a block.
     enum class Kind { Silence, Ack, Nak, Data };
 
+    /// Silence is how a device refuses what it does not know.
     Kind kind = Kind::Silence;
     /// Kind::Data only: 1 to 35 bytes without the check byte, which the line appends.
     QByteArray data;
 
+    /// The device does not answer.
     static Reply silence() { return {}; }
+    /// A lone 0x00: done, and nothing to tell.
     static Reply ack() { return {Kind::Ack, {}}; }
+    /// A lone 0xFF: not now.
     static Reply nak() { return {Kind::Nak, {}}; }
+    /// Data; see the field for its length.
     static Reply block(const QByteArray &bytes) { return {Kind::Data, bytes}; }
 };
 
@@ -30,6 +36,7 @@ struct Reply
 class Peripheral
 {
 public:
+    /// Called on the thread that calls the peripheral; must not call it back.
     using EventSink = std::function<void(const QJsonObject &)>;
 
     virtual ~Peripheral() = default;
@@ -67,6 +74,7 @@ public:
     void setEventSink(EventSink sink) { m_sink = std::move(sink); }
 
 protected:
+    /// Tells the sink, if there is one.
     void emitEvent(const QJsonObject &event) const
     {
         if (m_sink)

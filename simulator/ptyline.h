@@ -12,7 +12,9 @@ namespace mdbsim {
 /// One byte from the master.
 struct LineByte
 {
+    /// The eight data bits.
     quint8 value = 0;
+    /// The ninth bit; set in the first byte of a block.
     bool modeBit = false;
     /// False if the master may already have changed the parity for its next byte.
     bool modeSure = true;
@@ -53,7 +55,9 @@ public:
     PtyLine(const PtyLine &) = delete;
     PtyLine &operator=(const PtyLine &) = delete;
 
+    /// False with one line about it if there is no terminal or no room for the link.
     bool open(QString *error);
+    /// The port and its link vanish.
     void close();
     /// The port vanishes under the master and a new one appears behind the same link.
     bool hangUp(QString *error);

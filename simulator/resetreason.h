@@ -11,6 +11,7 @@ struct Exchange;
 /// Why the master reset a device, as far as the bus shows it.
 struct ResetReason
 {
+    /// In the order in which one comes before another when both fit.
     enum class Cause {
         /// The first RESET since the bus was started.
         FirstContact,
@@ -25,6 +26,7 @@ struct ResetReason
         Unknown
     };
 
+    /// Unknown if nothing on the bus explains it.
     Cause cause = Cause::Unknown;
     /// How many of them, where the cause is a number of exchanges; otherwise 0.
     int count = 0;

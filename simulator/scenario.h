@@ -12,6 +12,7 @@ namespace mdbsim {
 /// What a step of a scenario looks for.
 struct ScenarioCondition
 {
+    /// The form in which it was written.
     enum class Kind {
         /// Something happened at a device: {"event": name, "device": key, …}.
         Event,
@@ -21,6 +22,7 @@ struct ScenarioCondition
         Ready
     };
 
+    /// Decides which of the fields below are used.
     Kind kind = Kind::State;
     /// Empty for an event of any device.
     QString device;
@@ -35,11 +37,14 @@ struct ScenarioCondition
 /// One step: something to do, to wait for, or to be sure of.
 struct ScenarioStep
 {
+    /// The key with which the step is written.
     enum class Kind { Do, Pause, Wait, Expect, ExpectNot };
 
+    /// Decides which of the fields below are used.
     Kind kind = Kind::Pause;
-    /// Kind::Do: for Machine::perform(), and what its answer must hold.
+    /// Kind::Do: for Machine::perform().
     QJsonObject action;
+    /// Kind::Do: a pattern for the answer, see matches(); {"ok": true} unless given.
     QJsonObject answer;
     /// Kind::Wait, Expect and ExpectNot.
     ScenarioCondition condition;
@@ -52,10 +57,13 @@ struct ScenarioStep
 /// A customer's visit, or a failure of the machine, step by step.
 struct Scenario
 {
+    /// A few words.
     QString name;
+    /// A sentence; may be empty.
     QString description;
     /// For Machine::start(); absent: any machine will do.
     std::optional<QJsonObject> machine;
+    /// At least one, in the order of play.
     QVector<ScenarioStep> steps;
 
     /// *error is one line that names the step and the wrong key, for example

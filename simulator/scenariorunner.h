@@ -23,6 +23,7 @@ public:
     /// Begins with the first step once control is back at the event loop. A scenario that is still
     /// running is given up without a word.
     void run(const Scenario &scenario);
+    /// From run() until finished().
     bool isRunning() const { return m_running; }
     /// The step that is being carried out, in words.
     QString currentStep() const;

@@ -22,6 +22,7 @@ namespace mdbsim {
 class SimulatedBus
 {
 public:
+    /// What is fixed before the start.
     struct Options
     {
         /// Symbolic link to the port; empty for none.
@@ -29,9 +30,12 @@ public:
         /// An ACK that comes later than 5 ms counts as none.
         bool strictAck = false;
     };
+    /// Takes each exchange once it is over.
     using ExchangeListener = std::function<void(const Exchange &)>;
+    /// Takes each transmission, in the order of the line.
     using LineListener = std::function<void(const Transmission &)>;
 
+    /// A bus without devices and without a port.
     explicit SimulatedBus(const Options &options);
     ~SimulatedBus();
     SimulatedBus(const SimulatedBus &) = delete;
@@ -44,13 +48,16 @@ public:
     /// The same for everything that goes over the line, noise included.
     void setLineListener(LineListener listener);
 
+    /// Opens the port and begins to listen. False with a line if there can be no port.
     bool start(QString *error);
+    /// Waits for the thread of the bus and closes the port; a second call does nothing.
     void stop();
     /// What the bus master opens as its serial port.
     QString port() const;
     /// The port vanishes and comes back shortly afterwards.
     void hangUp() { m_hangUp = true; }
 
+    /// Whether a device has this key.
     bool contains(const QString &key) const;
     /// An action of the device itself, see Peripheral::perform().
     QJsonObject perform(const QString &key, const QJsonObject &action);
@@ -60,6 +67,7 @@ public:
     QJsonObject setFault(const QString &key, const QJsonObject &action);
     /// The device's state with "plugged" and "statistics"; empty for an unknown key.
     QJsonObject state(const QString &key) const;
+    /// All 0 for an unknown key.
     BusStatistics statistics(const QString &key) const;
     /// The account of every device, since the bus was started.
     BusReport report() const;

@@ -11,6 +11,7 @@ namespace mdbsim {
 /// One block of the master and what became of it.
 struct Exchange
 {
+    /// How it ended for the device.
     enum class Outcome {
         /// Nothing was sent.
         Silent,
@@ -26,8 +27,9 @@ struct Exchange
 
     /// When the block came in, in monotonic microseconds since the bus was started.
     qint64 timeUs = 0;
-    /// Key of the device, for example "coin", and its name in words.
+    /// Key of the device, for example "coin".
     QString device;
+    /// In words, for example "coin changer".
     QString deviceName;
     /// Address byte and data without the check byte.
     QByteArray block;
@@ -35,16 +37,21 @@ struct Exchange
     Reply reply;
     /// What went out on the line, check byte included.
     QByteArray sent;
+    /// The block in words, for example "PAYOUT 24 units".
     QString command;
+    /// The reply in words, as the device meant it.
     QString answer;
+    /// Known when the master has answered, or did not for 500 ms.
     Outcome outcome = Outcome::Silent;
+    /// What was done to the reply on purpose.
     FaultKind fault = FaultKind::None;
+    /// The device was without plug and so did not see the block.
     bool unplugged = false;
     /// Only of a RESET.
     std::optional<ResetReason> resetReason;
-    /// From the end of the block on the line to the beginning of the reply, and from its end to the
-    /// beginning of the master's ACK.
+    /// From the end of the block on the line to the beginning of the reply.
     qint64 replyDelayUs = 0;
+    /// From the end of the reply to the beginning of the master's ACK.
     qint64 ackDelayUs = 0;
 
     /// The exchange in one line, for example

@@ -9,5 +9,6 @@ class SimulatorPlugin : public QQmlExtensionPlugin
     Q_PLUGIN_METADATA(IID QQmlExtensionInterface_iid)
 
 public:
+    /// Called by the engine when the module is imported.
     void registerTypes(const char *uri) override;
 };
