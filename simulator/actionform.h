@@ -8,12 +8,12 @@ namespace mdbsim {
 /// One field of an action beside "action" and "device".
 struct ActionField
 {
-    /// JSON type of the value.
+    /// JSON type of a value.
     enum class Kind { Number, Text, Flag };
 
     /// Key in the action, for example "type".
     QString name;
-    /// What a value typed without quotes becomes.
+    /// What a typed word is turned into; one that does not fit stays a text.
     Kind kind = Kind::Number;
     /// The action is refused without it.
     bool required = false;

@@ -14,7 +14,7 @@ struct BusStatistics
 {
     /// Commands that came in whole.
     int exchanges = 0;
-    /// Commands that nothing was sent to.
+    /// Commands that got no answer.
     int silent = 0;
     /// Commands, other than POLL, that came again right after they were not answered or their
     /// reply not acknowledged.
@@ -23,7 +23,7 @@ struct BusStatistics
     int checkErrors = 0;
     /// Bytes as in Arrival::modeDoubts.
     int modeDoubts = 0;
-    /// Data that was acknowledged after the 5 ms of MDB/ICP section 4.
+    /// Data that was acknowledged after more than the standard's 5 ms.
     int lateAcks = 0;
     /// Data that was answered with NAK or nothing, or whose ACK a fault swallowed.
     int missingAcks = 0;

@@ -23,7 +23,7 @@ struct CashlessReaderConfig
     /// Announced to the master, 0 to 255; the reader itself keeps no time.
     int maxResponseSeconds = 5;
 
-    /// An option that the reader's configuration announces, as the next three: a failed vend is
+    /// Options that the reader's configuration announces, four in all. Refund: a failed vend is
     /// not charged.
     bool refund = true;
     /// Several vends in one session.
@@ -33,8 +33,8 @@ struct CashlessReaderConfig
     /// Reports of cash sales; without it they are not taken.
     bool cashSale = true;
 
-    /// Options of level 3, in force once the master has enabled them. Here: a vend may be asked for
-    /// without a session.
+    /// Options of level 3, in force once the master has enabled them. Always idle: a vend may be
+    /// asked for without a session.
     bool alwaysIdleSupported = false;
     /// The master may ask to credit the card, as for an empty bottle.
     bool negativeVendSupported = false;

@@ -35,7 +35,7 @@ constexpr int outOfSequence = 0x0B;
 constexpr int revalueApproved = 0x0D;
 /// The card is as it was.
 constexpr int revalueDenied = 0x0E;
-/// With the largest amount that the card takes.
+/// With the largest amount of one revaluation; 0 if there is none.
 constexpr int revalueLimit = 0x0F;
 /// The rest of the block is up to the maker.
 constexpr int diagnostics = 0xFF;

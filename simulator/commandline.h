@@ -13,7 +13,7 @@ namespace mdbsim {
 /// What the arguments of mdbsim ask for.
 struct CommandLine
 {
-    /// What the program is to do.
+    /// Whether there is a machine to run at all.
     enum class Task {
         Run,
         /// Print the text, which is the help or the version.
@@ -22,13 +22,13 @@ struct CommandLine
         Complain
     };
 
-    /// Only Task::Run looks at the fields below the text.
+    /// The fields below the text are for Task::Run only.
     Task task = Task::Run;
     /// Empty for Task::Run.
     QString text;
     /// For Machine::start().
     QJsonObject config;
-    /// Each exchange as a line of standard error.
+    /// Each exchange is printed as a line.
     bool trace = false;
     /// The table of Machine::report() at the end.
     bool report = false;

@@ -16,7 +16,7 @@ struct Reply
     /// Silence puts nothing on the line, Data a block.
     enum class Kind { Silence, Ack, Nak, Data };
 
-    /// Silence is how a device refuses what it does not know.
+    /// A device that does not know the command is silent.
     Kind kind = Kind::Silence;
     /// Kind::Data only: 1 to 35 bytes without the check byte, which the line appends.
     QByteArray data;
@@ -25,9 +25,9 @@ struct Reply
     static Reply silence() { return {}; }
     /// A lone 0x00: done, and nothing to tell.
     static Reply ack() { return {Kind::Ack, {}}; }
-    /// A lone 0xFF: not now.
+    /// A lone 0xFF: the block is refused.
     static Reply nak() { return {Kind::Nak, {}}; }
-    /// Data; see the field for its length.
+    /// A data reply; bytes: as for the field.
     static Reply block(const QByteArray &bytes) { return {Kind::Data, bytes}; }
 };
 

@@ -57,9 +57,9 @@ struct ScenarioStep
 /// A customer's visit, or a failure of the machine, step by step.
 struct Scenario
 {
-    /// A few words.
+    /// A few words, told when it has passed.
     QString name;
-    /// A sentence; may be empty.
+    /// For readers of the file; may be empty.
     QString description;
     /// For Machine::start(); absent: any machine will do.
     std::optional<QJsonObject> machine;

@@ -48,7 +48,8 @@ public:
     /// The same for everything that goes over the line, noise included.
     void setLineListener(LineListener listener);
 
-    /// Opens the port and begins to listen. False with a line if there can be no port.
+    /// Opens the port and begins to listen. False if the bus runs already, or, with one line about
+    /// it, if there can be no port.
     bool start(QString *error);
     /// Waits for the thread of the bus and closes the port; a second call does nothing.
     void stop();

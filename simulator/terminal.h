@@ -19,7 +19,7 @@ class Terminal : public QObject
     Q_OBJECT
 
 public:
-    /// Shows the prompt and the machine's events. The machine must outlive it.
+    /// Shows the prompt. The machine must outlive the terminal.
     explicit Terminal(Machine *machine, QObject *parent = nullptr);
     ~Terminal() override;
 

@@ -41,9 +41,9 @@ struct Exchange
     QString command;
     /// The reply in words, as the device meant it.
     QString answer;
-    /// Known when the master has answered, or did not for 500 ms.
+    /// Known once the master has answered, begun another block or been quiet for 500 ms.
     Outcome outcome = Outcome::Silent;
-    /// What was done to the reply on purpose.
+    /// What went wrong on purpose.
     FaultKind fault = FaultKind::None;
     /// The device was without plug and so did not see the block.
     bool unplugged = false;

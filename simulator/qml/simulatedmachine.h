@@ -21,7 +21,7 @@ class SimulatedMachine : public QObject, public QQmlParserStatus
     Q_INTERFACES(QQmlParserStatus)
     /// Which devices there are, and how they are built.
     Q_PROPERTY(QJsonObject config READ config WRITE setConfig NOTIFY configChanged)
-    /// Whether the machine has power; true once complete, unless it cannot start.
+    /// Whether the machine has power: from its completion on, unless set to false or a start fails.
     Q_PROPERTY(bool running READ running WRITE setRunning NOTIFY runningChanged)
     /// Path of the serial port for the payment item; empty without power.
     Q_PROPERTY(QString port READ port NOTIFY portChanged)
@@ -33,9 +33,9 @@ class SimulatedMachine : public QObject, public QQmlParserStatus
     Q_PROPERTY(QJsonObject coin READ coin NOTIFY coinChanged)
     /// State of the bill validator; empty if there is none.
     Q_PROPERTY(QJsonObject bill READ bill NOTIFY billChanged)
-    /// State of the reader at address 0x10; empty if there is none.
+    /// State of the first reader; empty if there is none.
     Q_PROPERTY(QJsonObject cashless1 READ cashless1 NOTIFY cashless1Changed)
-    /// State of the reader at address 0x60; empty if there is none.
+    /// State of the second reader; empty if there is none.
     Q_PROPERTY(QJsonObject cashless2 READ cashless2 NOTIFY cashless2Changed)
     /// Counts of each device's exchanges, see mdbsim::BusStatistics.
     Q_PROPERTY(QJsonObject statistics READ statistics NOTIFY statisticsChanged)
@@ -50,7 +50,7 @@ public:
     void setConfig(const QJsonObject &config);
     /// Whether there is a port.
     bool running() const { return !m_port.isEmpty(); }
-    /// Before the machine is complete only noted.
+    /// Has its effect once the machine is complete.
     void setRunning(bool running);
     /// What PaymentMDB::install() opens; empty while the machine is off, another one after the
     /// action "hangUp".
@@ -83,7 +83,7 @@ public:
     Q_INVOKABLE QJsonObject pressLever();
     /// type: 0 to 15, the index in the validator's "billTypes".
     Q_INVOKABLE QJsonObject insertBill(int type);
-    /// funds: in the reader's units, 0 to 65533.
+    /// funds: in the reader's units, 0 to 65533; 65535 = unknown.
     Q_INVOKABLE QJsonObject tapCard(int reader, int funds);
     /// A person grants the vend that waits, at its price.
     Q_INVOKABLE QJsonObject approve(int reader);
@@ -110,11 +110,11 @@ Q_SIGNALS:
     void runningChanged();
     /// Also when the line hung up and came back under another name.
     void portChanged();
-    /// A start ended otherwise than the one before.
+    /// A start failed for another reason than the last, or went well after a failure.
     void errorChanged();
     /// Holds from the next poll on.
     void idlePollsTracedChanged();
-    /// At once after an action or event, otherwise within 50 ms; so are the next four.
+    /// At once after an action or event, otherwise within 50 ms.
     void coinChanged();
     /// As coinChanged().
     void billChanged();
@@ -122,7 +122,7 @@ Q_SIGNALS:
     void cashless1Changed();
     /// As coinChanged().
     void cashless2Changed();
-    /// As coinChanged(); on a busy bus at each of these moments.
+    /// As coinChanged(); each poll adds to the counts.
     void statisticsChanged();
     /// What happened at a device; "device" is its name.
     void event(const QJsonObject &event);
