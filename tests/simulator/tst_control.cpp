@@ -120,7 +120,7 @@ void TestControl::rubbishHasOneErrorEach_data()
     QTest::newRow("text") << QByteArray("\"state\"") << QByteArray("not JSON: ");
     QTest::newRow("array") << QByteArray("[1]") << QByteArray("an action must be a JSON object");
     QTest::newRow("unknown action") << QByteArray(R"({"action": "explode"})")
-                                    << QByteArray("the machine knows state, hangUp, help");
+                                    << QByteArray("the machine knows state, report, hangUp, help");
 }
 
 void TestControl::rubbishHasOneErrorEach()

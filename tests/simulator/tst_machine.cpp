@@ -170,7 +170,7 @@ void TestMachine::wrongActionsAreRefused_data()
     QTest::addColumn<QString>("action");
     QTest::addColumn<QString>("expected");
     QTest::newRow("empty") << "{}"
-                           << R"(unknown "action": ""; the machine knows state, hangUp, help)";
+                           << R"(unknown "action": ""; the machine knows state, report, hangUp, help)";
     QTest::newRow("device missing") << R"({"action": "insertCoin"})"
                                     << R"("action" needs a "device": "insertCoin")";
     QTest::newRow("device is no text") << R"({"device": 1, "action": "state"})"
@@ -184,7 +184,7 @@ void TestMachine::wrongActionsAreRefused_data()
            R"(clearJam, reset, state, unplug, replug, fault)";
     QTest::newRow("unknown action of the machine")
         << R"({"action": "explode"})"
-        << R"(unknown "action": "explode"; the machine knows state, hangUp, help)";
+        << R"(unknown "action": "explode"; the machine knows state, report, hangUp, help)";
     QTest::newRow("wrong field") << R"({"device": "coin", "action": "insertCoin", "type": "x"})"
                                  << R"("type" must be a whole number from 0 to 15)";
     QTest::newRow("unknown fault") << R"({"device": "coin", "action": "fault", "kind": "sulk"})"
@@ -232,7 +232,7 @@ void TestMachine::helpListsEveryAction()
     QVERIFY(machine.start(json(R"({"coin": {}, "cashless2": {}})"), nullptr));
     const QJsonObject help = machine.perform({{"action", "help"}});
     QCOMPARE(help.value("ok"), QJsonValue(true));
-    QCOMPARE(help.value("machine").toArray().size(), 3);
+    QCOMPARE(help.value("machine").toArray().size(), 4);
     const QJsonObject devices = help.value("devices").toObject();
     QCOMPARE(devices.keys(), QStringList({"cashless2", "coin"}));
     const QJsonArray ofReader = devices.value("cashless2").toArray();

@@ -115,7 +115,9 @@ void TestScenarioRunner::failureSaysWhatWasSeen_data()
     QTest::newRow("action that the device does not know")
         << R"({"do": {"device": "coin", "action": "boil"}})"
         << R"(expected the answer {"ok":true} to {"action":"boil","device":"coin"}, )"
-           R"(seen {"error":"unknown \"action\": \"boil\"","ok":false})";
+           R"(seen {"error":"unknown \"action\": \"boil\"; coin knows insertCoin, )"
+           R"(insertToken, pressLever, insertSlug, dispenseManually, setTube, jam, clearJam, )"
+           R"(reset, state, unplug, replug, fault","ok":false})";
 }
 
 void TestScenarioRunner::failureSaysWhatWasSeen()

@@ -91,7 +91,7 @@ void TestShortCommand::wrongLineIsExplained_data()
     QTest::addColumn<QString>("expected");
     QTest::newRow("unknown device")
         << "toaster jam"
-        << "\"toaster\" is none of coin, bill, cashless1, cashless2, state, hangUp, help";
+        << "\"toaster\" is none of coin, bill, cashless1, cashless2, state, report, hangUp, help";
     QTest::newRow("unclear device") << "cash tap"
                                     << "\"cash\" may be cashless1 or cashless2";
     QTest::newRow("unclear action") << "coin insert 4"
@@ -120,7 +120,7 @@ void TestShortCommand::wordIsCompleted_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QStringList>("expected");
     QTest::newRow("anything") << "" << QStringList{"coin",  "bill",   "cashless1", "cashless2",
-                                                   "state", "hangUp", "help"};
+                                                   "state", "report", "hangUp", "help"};
     QTest::newRow("device") << "ca" << QStringList{"cashless1", "cashless2"};
     QTest::newRow("no device") << "x" << QStringList();
     QTest::newRow("action") << "coin ins" << QStringList{"insertCoin", "insertToken", "insertSlug"};
