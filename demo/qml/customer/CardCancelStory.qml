@@ -7,7 +7,7 @@ Story {
         { says: "chooses an espresso",
           act: function() { press("espresso") },
           expects: "the price of 1.00 is asked for",
-          until: function() { return seesAmount("due", 100) } },
+          until: function() { return seesAmount("due", 100) && readerWaits(2) } },
         { says: "holds a card at reader 2",
           act: function() { tapCard(2, 1000) },
           expects: "the reader is asked for the money",

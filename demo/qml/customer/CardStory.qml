@@ -7,7 +7,7 @@ Story {
         { says: "chooses a coffee",
           act: function() { press("coffee") },
           expects: "the price of 1.20 is asked for",
-          until: function() { return seesAmount("due", 120) } },
+          until: function() { return seesAmount("due", 120) && readerWaits(1) } },
         { says: "holds a card with 10.00 at reader 1",
           act: function() { tapCard(1, 1000) },
           expects: "the card is recognised",

@@ -7,7 +7,7 @@ Story {
         { says: "chooses a double espresso",
           act: function() { press("doppio") },
           expects: "the price of 1.40 is asked for",
-          until: function() { return seesAmount("due", 140) } },
+          until: function() { return seesAmount("due", 140) && readerWaits(1) } },
         { says: "holds a card with 0.20 at reader 1",
           act: function() { tapCard(1, 20) },
           expects: "the customer is told that the card was declined",

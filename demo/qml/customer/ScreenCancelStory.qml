@@ -10,7 +10,7 @@ Story {
               press("espresso")
           },
           expects: "0.50 is still asked for",
-          until: function() { return seesAmount("due", 50) } },
+          until: function() { return seesAmount("due", 50) && readerWaits(2) } },
         { says: "holds a card at reader 2",
           act: function() { tapCard(2, 1000) },
           expects: "the reader is asked for the money",

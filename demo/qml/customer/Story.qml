@@ -41,6 +41,11 @@ QtObject {
         act({ device: "cashless" + reader, action: "tapCard", funds: funds })
     }
 
+    /// The reader is not being set up: it takes a card.
+    function readerWaits(reader) {
+        return machine["cashless" + reader].readerState === "enabled"
+    }
+
     function press(name) {
         customer.press(name)
     }
