@@ -270,7 +270,7 @@ Reply CashlessReader::answerEnable(const QByteArray &block)
     return switchReader(block, true);
 }
 
-/// A session that is open goes on to its end.
+/// A session that is open goes on to its end. A lenient reader does without its set-up.
 Reply CashlessReader::switchReader(const QByteArray &block, bool enable)
 {
     if (m_config.strict && isBusy())
@@ -280,6 +280,8 @@ Reply CashlessReader::switchReader(const QByteArray &block, bool enable)
     m_readerEnabled = enable;
     if (!enable)
         withdrawSession();
+    if (enable && !m_config.strict)
+        move(State::Inactive, State::Disabled);
     if (m_state == State::Disabled || m_state == State::Enabled)
         m_state = enable ? State::Enabled : State::Disabled;
     return Reply::ack();

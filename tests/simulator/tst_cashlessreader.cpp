@@ -69,6 +69,11 @@ void TestCashlessReader::setup_data()
             11 01 FF FF 00 00 -> ack
             = readerState="disabled"
         )");
+    row("lenient: it is enabled without a set-up", "{}", R"(
+            12 -> 00
+            14 01 -> ack
+            = readerState="enabled"
+        )");
     row("prices before the configuration", "{}", R"(
             11 01 FF FF 00 00 -> ack
             = readerState="inactive"
