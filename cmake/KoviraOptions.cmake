@@ -19,7 +19,7 @@ if(KOVIRA_WERROR)
 endif()
 
 if(KOVIRA_SANITIZE)
-    add_compile_options(-fsanitize=${KOVIRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -g)
+    add_compile_options(-fsanitize=${KOVIRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${KOVIRA_SANITIZE})
 endif()
 if(KOVIRA_FUZZ)

@@ -240,9 +240,10 @@ Reply CashlessReader::answerPrices(const QByteArray &)
     return Reply::ack();
 }
 
+/// A lenient reader is content with the prices: what was configured before a reset still holds.
 void CashlessReader::completeSetup()
 {
-    if (m_configured && m_priced)
+    if (m_priced && (m_configured || !m_config.strict))
         move(State::Inactive, State::Disabled);
 }
 
@@ -270,7 +271,7 @@ Reply CashlessReader::answerEnable(const QByteArray &block)
     return switchReader(block, true);
 }
 
-/// A session that is open goes on to its end. A lenient reader does without its set-up.
+/// A session that is open goes on to its end.
 Reply CashlessReader::switchReader(const QByteArray &block, bool enable)
 {
     if (m_config.strict && isBusy())
@@ -280,8 +281,6 @@ Reply CashlessReader::switchReader(const QByteArray &block, bool enable)
     m_readerEnabled = enable;
     if (!enable)
         withdrawSession();
-    if (enable && !m_config.strict)
-        move(State::Inactive, State::Disabled);
     if (m_state == State::Disabled || m_state == State::Enabled)
         m_state = enable ? State::Enabled : State::Disabled;
     return Reply::ack();

@@ -69,12 +69,14 @@ void TestCashlessReader::setup_data()
             11 01 FF FF 00 00 -> ack
             = readerState="disabled"
         )");
-    row("lenient: it is enabled without a set-up", "{}", R"(
+    row("lenient: prices are enough", "{}", R"(
             12 -> 00
+            11 01 FF FF 00 00 -> ack
+            = readerState="disabled"
             14 01 -> ack
             = readerState="enabled"
         )");
-    row("prices before the configuration", "{}", R"(
+    row("prices before the configuration", R"({"strict": true})", R"(
             11 01 FF FF 00 00 -> ack
             = readerState="inactive"
             > 11 00 03 10 02 01

@@ -9,7 +9,7 @@ using exchange::printedBy;
 namespace {
 
 /// Credits of coin types 0 to 15, factor 1: 10 twice in a row at types 4 and 5, 25 at type 6.
-constexpr const char *credits = "01 02 0A 05 0A 0A 19 14 32 64 C8 C8 00 03 FF FF";
+constexpr const char *usualCredits = "01 02 0A 05 0A 0A 19 14 32 64 C8 C8 00 03 FF FF";
 
 QByteArray deposit(int type, int value, bool isToken)
 {
@@ -65,7 +65,7 @@ void CoinProtocolDepositTest::reportsDeposits()
     QFETCH(QByteArray, data);
     QFETCH(QByteArray, action);
     CoinChanger changer;
-    changer.setCoins("01", "FF FF", credits);
+    changer.setCoins("01", "FF FF", usualCredits);
     changer.answerTo(0, data);
     QCOMPARE(RecordSink::takeActions(), QByteArrayList{action});
 }
@@ -129,7 +129,7 @@ void CoinProtocolDepositTest::tellsTokensFromCoins()
 void CoinProtocolDepositTest::readsTheTubesAfterADeposit()
 {
     CoinChanger changer;
-    changer.setCoins("01", "FF FF", credits);
+    changer.setCoins("01", "FF FF", usualCredits);
     answer(changer, "52 07");
     QCOMPARE(changer.pendingCommands(), std::vector<int>{3});
     QCOMPARE(exchange::command(changer), QByteArray("0a"));
@@ -138,7 +138,7 @@ void CoinProtocolDepositTest::readsTheTubesAfterADeposit()
 void CoinProtocolDepositTest::takesTheActionOutOfTheRecord()
 {
     CoinChanger changer;
-    changer.setCoins("01", "FF FF", credits);
+    changer.setCoins("01", "FF FF", usualCredits);
     changer.answerTo(0, "52 07");
     QVERIFY(!changer.record().contains("action"));
 }
@@ -162,7 +162,7 @@ void CoinProtocolDepositTest::ignoresWhatIsNoDeposit()
 {
     QFETCH(QByteArray, data);
     CoinChanger changer;
-    changer.setCoins("01", "FF FF", credits);
+    changer.setCoins("01", "FF FF", usualCredits);
     const QByteArray printed = printedBy([&] { answer(changer, data + " 01"); });
     QCOMPARE(RecordSink::takeRecords(), QByteArrayList());
     QCOMPARE(changer.pendingCommands(), std::vector<int>{0});
@@ -173,7 +173,7 @@ void CoinProtocolDepositTest::ignoresWhatIsNoDeposit()
 void CoinProtocolDepositTest::reportsADepositAgainWhenRepeated()
 {
     CoinChanger changer;
-    changer.setCoins("01", "FF FF", credits);
+    changer.setCoins("01", "FF FF", usualCredits);
     changer.answerTo(0, "42 00");
     changer.answerTo(0, "42 00");
     QCOMPARE(RecordSink::takeActions(),
@@ -192,7 +192,7 @@ void CoinProtocolDepositTest::doesNotReadTheTubeCountOfADeposit()
 void CoinProtocolDepositTest::printsADeposit()
 {
     CoinChanger changer;
-    changer.setCoins("01", "FF FF", credits);
+    changer.setCoins("01", "FF FF", usualCredits);
     QCOMPARE(printedBy([&] { answer(changer, "52 07"); }),
              QByteArray("[coin_poll]rx_buf[0] = 0x52\n[coin_poll]rx_buf[1] = 0x7\n"
                         "[coin_poll]rx_buf[2] = 0x59\n========= DEBUG: EURO 10\n"));
@@ -239,7 +239,7 @@ void CoinProtocolDepositTest::takesValuesFromTheMap()
     QFETCH(QByteArray, printed);
     QFETCH(QByteArray, action);
     CoinChanger changer;
-    changer.setCoins("01", "00 00", credits);
+    changer.setCoins("01", "00 00", usualCredits);
     changer.setCoinValues(map);
     const QByteArray output =
         printedBy([&] { answer(changer, QByteArray::number(0x40 + type, 16)); });
@@ -251,7 +251,7 @@ void CoinProtocolDepositTest::takesValuesFromTheMap()
 void CoinProtocolDepositTest::usesNoMapWhenItIsEmpty()
 {
     CoinChanger changer;
-    changer.setCoins("01", "00 00", credits);
+    changer.setCoins("01", "00 00", usualCredits);
     changer.setCoinValues({});
     const QByteArray printed = printedBy([&] { answer(changer, "46"); });
     QVERIFY2(!printed.contains("debug: "), printed);
