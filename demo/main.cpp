@@ -1,6 +1,7 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QGuiApplication>
+#include <QJsonDocument>
 #include <QLoggingCategory>
 #include <QQmlApplicationEngine>
 #include <QQmlContext>
@@ -67,6 +68,21 @@ QVariantMap readOptions(const QGuiApplication &application, bool headless)
             {"machine", parser.value("machine")}};
 }
 
+/// What is wrong with the options; empty if nothing is.
+QString complaint(const QVariantMap &options)
+{
+    if (options["width"].toInt() < 1 || options["height"].toInt() < 1)
+        return "--size must be like 800x480";
+    if (!QStringList{"en", "de"}.contains(options["language"].toString()))
+        return "--language must be en or de";
+    if (options["patience"].toDouble() <= 0)
+        return "--patience must be a number of seconds";
+    const QByteArray machine = options["machine"].toString().toUtf8();
+    if (!machine.isEmpty() && !QJsonDocument::fromJson(machine).isObject())
+        return "--machine must be a JSON object";
+    return {};
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -75,13 +91,20 @@ int main(int argc, char **argv)
     if (headless) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         qputenv("QT_QUICK_BACKEND", "software");
-        startTranscript();
     }
     QGuiApplication application(argc, argv);
+    const QVariantMap options = readOptions(application, headless);
+    const QString wrong = complaint(options);
+    if (!wrong.isEmpty()) {
+        std::fprintf(stderr, "demo: %s\n", qUtf8Printable(wrong));
+        return EXIT_FAILURE;
+    }
+    if (headless)
+        startTranscript();
     QQmlApplicationEngine engine;
     // The modules of the build tree; installed, they are in Qt's own directory.
     engine.addImportPath(QCoreApplication::applicationDirPath() + "/../qml");
-    engine.rootContext()->setContextProperty("options", readOptions(application, headless));
+    engine.rootContext()->setContextProperty("options", options);
     engine.load(QUrl("qrc:/qml/Main.qml"));
     return engine.rootObjects().isEmpty() ? EXIT_FAILURE : QGuiApplication::exec();
 }

@@ -226,6 +226,8 @@ QString ScenarioRunner::seen(const ScenarioCondition &condition) const
     for (const QString &device : devices) {
         if (!device.isEmpty())
             lines.append(device + QLatin1Char(' ') + inShort(state(device)));
+        if (condition.kind == ConditionKind::Ready && !m_quietPolls.contains(device))
+            lines.append(QStringLiteral("nobody asks %1: is the port open?").arg(device));
     }
     return lines.join(QStringLiteral("; "));
 }

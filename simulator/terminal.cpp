@@ -131,8 +131,8 @@ void Terminal::takeLine(const QString &line)
     add_history(command.toLocal8Bit().constData());
     if (command == QLatin1String("quit"))
         Q_EMIT finished();
-    else if (command == QLatin1String("help"))
-        showHelp();
+    else if (command == QLatin1String("help") || command.startsWith(QLatin1String("help ")))
+        showHelp(command.mid(4).trimmed());
     else if (command == QLatin1String("watch"))
         m_watching = !m_watching;
     else if (command == QLatin1String("state"))
@@ -148,12 +148,19 @@ void Terminal::perform(const QString &line)
     put(action ? answerText(m_machine->perform(*action)) : QStringLiteral("error: ") + error);
 }
 
-void Terminal::showHelp()
+/// Everything, or what the devices know whose names begin like this.
+void Terminal::showHelp(const QString &wanted)
 {
     for (const QString &device : m_machine->devices()) {
+        if (!device.startsWith(wanted))
+            continue;
         for (const ActionForm &form : m_machine->actions(device))
             put(QStringLiteral("%1 %2").arg(device, usage(form)));
     }
+    if (!wanted.isEmpty())
+        return;
+    put(QStringLiteral("help DEVICE     only what this device knows"));
+    put(QStringLiteral("report          how the bus did so far"));
     put(QStringLiteral("hangUp          the port vanishes and comes back"));
     put(QStringLiteral("state           what is in every device"));
     put(QStringLiteral("watch           keeps that in sight, or no longer"));

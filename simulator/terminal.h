@@ -39,7 +39,7 @@ private:
     void takeLine(const QString &line);
     void perform(const QString &line);
     void showEvent(const QJsonObject &event);
-    void showHelp();
+    void showHelp(const QString &wanted);
     void refreshView();
     void eraseToView() const;
     void drawView();

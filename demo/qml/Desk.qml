@@ -33,7 +33,7 @@ Item {
     SideTab {
         objectName: "tab"
         visible: !desk.wide
-        x: backside.x - width + 8
+        x: backside.x - width + hidden
         y: (desk.height - height) / 2
         text: desk.panelOpen ? "Kiosk" : "Machine"
         onClicked: desk.panelOpen = !desk.panelOpen

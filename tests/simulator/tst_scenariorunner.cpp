@@ -141,6 +141,7 @@ void TestScenarioRunner::noMasterAtAll()
     QVERIFY2(bench.message().startsWith(
                  R"(step 1: waited 100 ms for {"ready":["coin"]}, seen coin {"cashBoxValue":0)"),
              qPrintable(bench.message()));
+    QVERIFY(bench.message().endsWith("; nobody asks coin: is the port open?"));
     QVERIFY(!bench.message().contains('\n'));
 }
 

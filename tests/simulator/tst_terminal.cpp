@@ -217,6 +217,9 @@ void TestTerminal::helpAndStateAreShown()
     person.type("help\n");
     QVERIFY(person.sees("coin setTube type count"));
     QVERIFY(person.sees("cashless2 tapCard [funds] [paymentType] [mediaId]"));
+    QVERIFY(person.sees("Tab completes"));
+    person.type("help bi\n");
+    QVERIFY(person.sees(prompt + "help bi\r\nbill insertBill type"));
     person.type("state\n");
     QVERIFY(person.sees("cashless2 inactive  charged 0"));
 }

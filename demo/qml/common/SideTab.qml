@@ -8,6 +8,9 @@ Rectangle {
     property string text
     signal clicked()
 
+    /// This much of it is out of sight.
+    property int hidden: 8
+
     width: 24
     height: 110
     radius: 8
@@ -16,6 +19,7 @@ Rectangle {
 
     Text {
         anchors.centerIn: parent
+        anchors.horizontalCenterOffset: -tab.hidden / 2
         rotation: -90
         text: tab.text
         color: Theme.chalk

@@ -9,9 +9,11 @@ Rectangle {
     property color tint: Theme.accent
     property color textColor: "white"
     property real textSize: 17 * Theme.unit
+    /// Left and right of the text together.
+    property real padding: 36 * Theme.unit
     signal clicked()
 
-    implicitWidth: label.implicitWidth + 36 * Theme.unit
+    implicitWidth: label.implicitWidth + padding
     implicitHeight: 48 * Theme.unit
     radius: Math.min(height / 2, 14 * Theme.unit)
     color: area.pressed ? Qt.darker(tint, 1.15) : tint

@@ -31,7 +31,8 @@ Item {
     function start() {
         machine.event.connect(function(event) { if (story) story.events.push(event) })
         sale.brewer.duration = 2000
-        stories.select(only) ? nextStory() : fail("there is no story \"" + only + "\"")
+        stories.select(only) ? nextStory()
+                             : fail("there is no story \"" + only + "\", but " + stories.names())
     }
 
     function nextStory() {

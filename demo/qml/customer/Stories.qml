@@ -23,6 +23,14 @@ QtObject {
     ]
     property var queue: []
 
+    /// What can be selected; the first story is always told.
+    function names() {
+        var found = []
+        for (var i = 1; i < all.length; ++i)
+            found.push(all[i].name)
+        return found.join(", ")
+    }
+
     /// Takes the story of this name, or all of them, after the first; false if there is none.
     function select(name) {
         for (var i = 1; i < all.length; ++i) {

@@ -8,6 +8,7 @@ Page {
 
     property Sale sale
     readonly property real progress: sale.brewer.progress
+    readonly property bool beans: sale.drink && sale.drink.beans || false
 
     picture: sale.drink
     cutOpen: true
@@ -30,7 +31,7 @@ Page {
         }
     }
     Label {
-        text: page.progress < 0.2 ? Texts.words.grinding
+        text: page.progress < 0.2 && page.beans ? Texts.words.grinding
             : page.progress < 0.4 ? Texts.words.heating : Texts.words.filling
         size: 20
         Layout.fillWidth: true

@@ -102,9 +102,8 @@ Item {
         showNotice(reason)
     }
 
-    function start() {
-        if (port && mdb.install(port) > 0)
-            applySettings()
+    function open() {
+        mdb.install(port)
     }
 
     function applySettings() {
@@ -112,7 +111,9 @@ Item {
                       makeFinishTime: 3000, cardHoldTime: 1000, tubeCoinCountTip: 3 })
     }
 
-    onPortChanged: Qt.callLater(start)
+    // Before the port is opened: later, the reset that they bring would cut a set-up short.
+    Component.onCompleted: applySettings()
+    onPortChanged: if (port) Qt.callLater(open)
     onKeepCreditChanged: applySettings()
 
     PaymentMDB {

@@ -17,14 +17,15 @@ function porcelain(context, left, right) {
     return gradient
 }
 
-function drawSteam(context, x, y) {
+function drawSteam(context, x, y, height) {
     context.strokeStyle = "rgba(120, 90, 70, 0.30)"
     context.lineWidth = 2.2
     context.lineCap = "round"
     for (var i = -1; i <= 1; ++i) {
         context.beginPath()
         context.moveTo(x + 10 * i, y)
-        context.bezierCurveTo(x + 10 * i - 6, y - 6, x + 10 * i + 6, y - 11, x + 10 * i, y - 18)
+        context.bezierCurveTo(x + 10 * i - 6, y - height / 3,
+                              x + 10 * i + 6, y - height * 0.6, x + 10 * i, y - height)
         context.stroke()
     }
 }
@@ -52,7 +53,7 @@ function drawCup(context, drink) {
         context.scale(0.76, 0.76)
         context.translate(-50, -86)
     }
-    drawSteam(context, 50, 29)
+    drawSteam(context, 50, 29, 18)
     ellipse(context, 50, 87, 40, 7.5, "#d9ccba")
     ellipse(context, 50, 85.5, 40, 7.5, "#f6f0e7")
     ellipse(context, 50, 85, 22, 3.6, "#cdbfab")
@@ -120,7 +121,7 @@ function drawGlassShine(context) {
 }
 
 function drawGlass(context, drink) {
-    drawSteam(context, 50, 15)
+    drawSteam(context, 50, 15, 13)
     drawCutOpen(context, drink, 1)
 }
 

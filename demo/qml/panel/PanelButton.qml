@@ -9,6 +9,7 @@ TouchButton {
     tint: chosen ? Theme.accent : Theme.slateLine
     textColor: Theme.chalk
     textSize: 13
+    padding: 36
     implicitHeight: 34
     radius: 8
 }

@@ -82,6 +82,7 @@ private Q_SLOTS:
     void differentStagesAreToldApart_data();
     void differentStagesAreToldApart();
     void runsAtDesktopSize();
+    void helpIsShownWithoutADisplay();
     void failureIsOneClearLine_data();
     void failureIsOneClearLine();
 
@@ -163,6 +164,13 @@ void TestDemo::runsAtDesktopSize()
     QCOMPARE(QImage(pictures.filePath("coin-farewell.png")).size(), QSize(1280, 720));
 }
 
+void TestDemo::helpIsShownWithoutADisplay()
+{
+    const Run run = runDemo({"--help"});
+    QCOMPARE(run.exitCode, 0);
+    QVERIFY(run.transcript.contains("--story <name>"));
+}
+
 void TestDemo::failureIsOneClearLine_data()
 {
     QTest::addColumn<QStringList>("arguments");
@@ -177,7 +185,15 @@ void TestDemo::failureIsOneClearLine_data()
         << QStringList{"--story", "coin", "--machine", R"({"bill": {}})", "--patience", "4"}
         << "ready: not within 4 s: coins, notes and cards are accepted";
     QTest::newRow("unknown story")
-        << QStringList{"--story", "fairy"} << "there is no story \"fairy\"";
+        << QStringList{"--story", "fairy"} << "there is no story \"fairy\", but coin, bill, token";
+    QTest::newRow("size of one number")
+        << QStringList{"--size", "800"} << "--size must be like 800x480";
+    QTest::newRow("unknown language")
+        << QStringList{"--language", "xx"} << "--language must be en or de";
+    QTest::newRow("no patience") << QStringList{"--patience", "soon"}
+                                 << "--patience must be a number of seconds";
+    QTest::newRow("broken machine")
+        << QStringList{"--machine", "{\"coin\""} << "--machine must be a JSON object";
 }
 
 void TestDemo::failureIsOneClearLine()
