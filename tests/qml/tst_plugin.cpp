@@ -10,12 +10,6 @@
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool sanitized = true;
-#else
-constexpr bool sanitized = false;
-#endif
-
 /// An object of QML text that imports the module; null, with a warning, if there is an error.
 std::unique_ptr<QObject> create(QQmlEngine *engine, const QByteArray &body)
 {
@@ -238,7 +232,7 @@ void TestPlugin::typeDescriptionIsCurrent()
     const QString tool = qmlPluginDump();
     if (tool.isEmpty())
         QSKIP("qmlplugindump is not installed");
-    if (sanitized)
+    if (KOVIRA_SANITIZED)
         QSKIP("qmlplugindump does not load a sanitized module");
     QQmlEngine engine;
     const QString path = importPath(engine);

@@ -172,9 +172,8 @@ void TestCommandLine::helpNamesEveryOption()
 {
     const CommandLine line = parse({"--help"});
     QVERIFY(line.task == CommandLine::Task::Print);
-    for (const char *option :
-         {"--link", "--config", "--strict", "--trace", "--report", "--pcap", "--scenario",
-          "--socket", "--interactive", "--version"})
+    for (const char *option : {"--link", "--config", "--strict", "--trace", "--report", "--pcap",
+                               "--scenario", "--socket", "--interactive", "--version"})
         QVERIFY2(line.text.contains(option), option);
 }
 

@@ -169,8 +169,9 @@ void TestMachine::wrongActionsAreRefused_data()
 {
     QTest::addColumn<QString>("action");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("empty") << "{}"
-                           << R"(unknown "action": ""; the machine knows state, report, hangUp, help)";
+    QTest::newRow("empty")
+        << "{}"
+        << R"(unknown "action": ""; the machine knows state, report, hangUp, help)";
     QTest::newRow("device missing") << R"({"action": "insertCoin"})"
                                     << R"("action" needs a "device": "insertCoin")";
     QTest::newRow("device is no text") << R"({"device": 1, "action": "state"})"

@@ -120,7 +120,7 @@ void TestShortCommand::wordIsCompleted_data()
     QTest::addColumn<QString>("line");
     QTest::addColumn<QStringList>("expected");
     QTest::newRow("anything") << "" << QStringList{"coin",  "bill",   "cashless1", "cashless2",
-                                                   "state", "report", "hangUp", "help"};
+                                                   "state", "report", "hangUp",    "help"};
     QTest::newRow("device") << "ca" << QStringList{"cashless1", "cashless2"};
     QTest::newRow("no device") << "x" << QStringList();
     QTest::newRow("action") << "coin ins" << QStringList{"insertCoin", "insertToken", "insertSlug"};
