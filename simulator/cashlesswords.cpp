@@ -48,8 +48,8 @@ QString displayDetails(const QByteArray &message)
 QString sessionDetails(const QByteArray &message)
 {
     const int funds = wordAt(message, 1);
-    const QString words = funds == unknownFunds ? QStringLiteral("funds unknown")
-                                                : QStringLiteral("funds %1").arg(funds);
+    QString words = funds == unknownFunds ? QStringLiteral("funds unknown")
+                                          : QStringLiteral("funds %1").arg(funds);
     const QByteArray media = message.mid(3, 4);
     if (media.isEmpty() || media == QByteArray(4, '\xFF'))
         return words;
@@ -154,9 +154,9 @@ QString priceWords(const QByteArray &block)
     };
     const quint32 none = expanded ? 0xFFFFFFFF : 0xFFFF;
     const QString unknown = QStringLiteral("unknown");
-    const QString words = QStringLiteral("from %1 to %2")
-                              .arg(price(1) == 0 ? unknown : QString::number(price(1)),
-                                   price(0) == none ? unknown : QString::number(price(0)));
+    QString words = QStringLiteral("from %1 to %2")
+                        .arg(price(1) == 0 ? unknown : QString::number(price(1)),
+                             price(0) == none ? unknown : QString::number(price(0)));
     if (!expanded)
         return words;
     return words + QStringLiteral(", currency %1").arg(wordAt(block, 10), 4, 16, QLatin1Char('0'));

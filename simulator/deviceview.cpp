@@ -12,7 +12,8 @@ QString coinText(const QJsonObject &state)
 {
     QStringList accepted;
     QStringList tubes;
-    for (const QJsonValue &value : state.value(QStringLiteral("coinTypes")).toArray()) {
+    const QJsonArray types = state.value(QStringLiteral("coinTypes")).toArray();
+    for (const QJsonValue value : types) {
         const QJsonObject coin = value.toObject();
         const QString type = QString::number(coin.value(QStringLiteral("type")).toInt());
         if (coin.value(QStringLiteral("enabled")).toBool())
@@ -31,7 +32,8 @@ QString coinText(const QJsonObject &state)
 QString billText(const QJsonObject &state)
 {
     QStringList accepted;
-    for (const QJsonValue &type : state.value(QStringLiteral("enabledTypes")).toArray())
+    const QJsonArray types = state.value(QStringLiteral("enabledTypes")).toArray();
+    for (const QJsonValue type : types)
         accepted.append(QString::number(type.toInt()));
     QString text =
         QStringLiteral("accepts %1  stacker %2")

@@ -226,7 +226,7 @@ char **Terminal::onTab(const char *text, int start, int end)
     current->m_completions = current->completionsOf(QString::fromLocal8Bit(rl_line_buffer, end));
     const QStringList &found = current->m_completions;
     const bool isField = !found.isEmpty() && found.first().endsWith(QLatin1Char('='));
-    rl_completion_append_character = isField ? '\0' : ' ';
+    rl_completion_append_character = isField ? 0 : int(' ');
     return rl_completion_matches(text, &Terminal::nextCompletion);
 }
 

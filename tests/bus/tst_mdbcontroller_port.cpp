@@ -115,9 +115,8 @@ private:
 class WithoutCapability
 {
 public:
-    explicit WithoutCapability(int capability)
+    explicit WithoutCapability(int capability) : m_data(current())
     {
-        m_data = current();
         auto reduced = m_data;
         reduced[std::size_t(capability / 32)].effective &= ~(1U << (capability % 32));
         set(reduced);
