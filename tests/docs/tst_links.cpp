@@ -60,7 +60,8 @@ void TestLinks::leadsSomewhere_data()
         auto links = link.globalMatch(documents::read(document));
         while (links.hasNext()) {
             const QString target = links.next().captured(1);
-            QTest::newRow(qPrintable(document + " -> " + target)) << document << target;
+            if (!target.contains("://"))
+                QTest::newRow(qPrintable(document + " -> " + target)) << document << target;
         }
     }
 }
@@ -69,8 +70,6 @@ void TestLinks::leadsSomewhere()
 {
     QFETCH(QString, document);
     QFETCH(QString, target);
-    if (target.contains("://"))
-        QSKIP("not looked up on the network");
     const QString folder = QFileInfo(document).path();
     const QString path = target.section('#', 0, 0);
     const QString linked = path.isEmpty() ? document : folder + '/' + path;

@@ -230,8 +230,7 @@ void TestPlugin::typeDescriptionIsCurrent()
 {
     QFETCH(QString, folder);
     const QString tool = qmlPluginDump();
-    if (tool.isEmpty())
-        QSKIP("qmlplugindump is not installed");
+    QVERIFY2(!tool.isEmpty(), "qmlplugindump is not installed");
     if (KOVIRA_SANITIZED)
         QSKIP("qmlplugindump does not load a sanitized module");
     QQmlEngine engine;

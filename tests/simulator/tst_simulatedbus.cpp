@@ -1,126 +1,9 @@
-#include <QtTest>
-
-#include "simulatedbus.h"
-#include "support/testmaster.h"
+#include "simulatedbusbench.h"
 
 #include <QTemporaryDir>
+#include <QtTest>
 
 using namespace mdbsim;
-
-namespace {
-
-QByteArray hex(const char *text)
-{
-    return QByteArray::fromHex(text);
-}
-
-/// A peripheral that answers every block alike and counts what happens to its answers. The counts
-/// are read from the thread of the test.
-class DummyPeripheral : public Peripheral
-{
-public:
-    struct Counts
-    {
-        std::atomic_int answered{0};
-        std::atomic_int acknowledged{0};
-        std::atomic_int notAcknowledged{0};
-        std::atomic_int advanced{0};
-        std::atomic_int reset{0};
-    };
-
-    DummyPeripheral(quint8 address, const Reply &reply, Counts *counts)
-        : m_address(address), m_reply(reply), m_counts(counts)
-    {
-    }
-
-    quint8 address() const override { return m_address; }
-    void advance(qint64) override { ++m_counts->advanced; }
-    Reply answer(const QByteArray &, qint64) override
-    {
-        ++m_counts->answered;
-        return m_reply;
-    }
-    void acknowledged() override { ++m_counts->acknowledged; }
-    void notAcknowledged() override { ++m_counts->notAcknowledged; }
-    QJsonObject perform(const QJsonObject &action, qint64) override
-    {
-        m_counts->reset += action.value("action") == QLatin1String("reset") ? 1 : 0;
-        return {{"ok", true}, {"performed", action.value("action")}};
-    }
-    QJsonObject state() const override { return {{"colour", "grey"}}; }
-    QString describeCommand(const QByteArray &block) const override
-    {
-        return QString::fromLatin1(block.toHex());
-    }
-    QString describeReply(const QByteArray &, const Reply &reply) const override
-    {
-        return QString::fromLatin1(reply.data.toHex());
-    }
-
-private:
-    quint8 m_address;
-    Reply m_reply;
-    Counts *m_counts;
-};
-
-/// A bus with the dummy "one" at 0x08 and its master.
-class Bench
-{
-public:
-    explicit Bench(const Reply &reply, const SimulatedBus::Options &options = {}) : bus(options)
-    {
-        bus.add("one", "first", std::make_unique<DummyPeripheral>(quint8(0x08), reply, &counts));
-        bus.setExchangeListener([this](const Exchange &exchange) {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_exchanges.append(exchange);
-        });
-        bus.setLineListener([this](const Transmission &what) {
-            const bool fromMaster = what.sender == Transmission::Sender::Master;
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            m_line.append((fromMaster ? "> " : "< ") + what.bytes.toHex());
-        });
-        bus.start(nullptr);
-        master = std::make_unique<TestMaster>(bus.port());
-    }
-    ~Bench() { bus.stop(); }
-
-    QVector<Exchange> exchanges() const
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_exchanges;
-    }
-    /// What went over the line in hexadecimal, "> " before what the master sent.
-    QByteArrayList line() const
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        return m_line;
-    }
-    QJsonObject setFault(const char *kind, int count = 1)
-    {
-        return bus.setFault("one", {{"kind", kind}, {"count", count}});
-    }
-
-    DummyPeripheral::Counts counts;
-    SimulatedBus bus;
-    std::unique_ptr<TestMaster> master;
-
-private:
-    mutable std::mutex m_mutex;
-    QVector<Exchange> m_exchanges;
-    QByteArrayList m_line;
-};
-
-const Reply twoBytes = Reply::block(QByteArray::fromHex("5207"));
-const QByteArray twoBytesOnLine = QByteArray::fromHex("520759");
-const QByteArray poll = QByteArray::fromHex("0B");
-
-bool isAcked(const Exchange &exchange)
-{
-    return exchange.outcome == Exchange::Outcome::Acked
-        || exchange.outcome == Exchange::Outcome::AckedLate;
-}
-
-} // namespace
 
 class TestSimulatedBus : public QObject
 {
@@ -138,7 +21,6 @@ private Q_SLOTS:
     void lateAckIsCounted();
     void missingAckIsNoticedAtTheNextBlock();
     void missingAckIsNoticedWithoutAnotherBlock();
-    void lostAckIsUnseenByTheDevice();
     void refusalIsNotAcknowledged();
     void replyIsSentAgainOnRequest();
     void wrongCheckByteGetsNoAnswer();
@@ -149,15 +31,6 @@ private Q_SLOTS:
     void blocksSurviveAMissingModeBit();
     void unpluggedDeviceIsSilent();
     void pluggingResetsTheDevice();
-    void faultHitsTheReply_data();
-    void faultHitsTheReply();
-    void faultEnds();
-    void wrongModeBitHidesTheCommand();
-    void lostReplyIsNotAcknowledged();
-    void lateReplyIsLate();
-    void slowReplyIsCut();
-    void hangUpAndReturn();
-    void hangUpInMidExchange();
     void devicesLiveWithoutAMaster();
     void actionsReachTheirDevice();
     void stateHoldsDeviceAndBus();
@@ -311,22 +184,6 @@ void TestSimulatedBus::missingAckIsNoticedWithoutAnotherBlock()
     QTRY_COMPARE(bench.exchanges().size(), 1);
 }
 
-void TestSimulatedBus::lostAckIsUnseenByTheDevice()
-{
-    Bench bench(twoBytes);
-    bench.bus.setFault("one", {{"kind", "lostAck"}, {"count", 1}});
-    bench.master->ask(poll);
-    bench.master->acknowledge();
-    QTRY_COMPARE(bench.counts.notAcknowledged, 1);
-    QCOMPARE(bench.counts.acknowledged, 0);
-    QTRY_COMPARE(bench.exchanges().size(), 1);
-    QVERIFY(bench.exchanges().first().outcome == Exchange::Outcome::AckLost);
-    QCOMPARE(bench.bus.statistics("one").missingAcks, 1);
-    bench.master->ask(poll);
-    bench.master->acknowledge();
-    QTRY_COMPARE(bench.counts.acknowledged, 1);
-}
-
 void TestSimulatedBus::refusalIsNotAcknowledged()
 {
     Bench bench(twoBytes);
@@ -464,121 +321,6 @@ void TestSimulatedBus::pluggingResetsTheDevice()
     bench.bus.setPlugged("one", true);
     QCOMPARE(bench.counts.reset, 2);
     QCOMPARE(bench.bus.setPlugged("two", true).value("ok"), QJsonValue(false));
-}
-
-void TestSimulatedBus::faultHitsTheReply_data()
-{
-    QTest::addColumn<QString>("kind");
-    QTest::addColumn<QByteArray>("expected");
-    const auto row = [](const char *kind, const char *expected) {
-        QTest::newRow(kind) << QString(kind) << hex(expected);
-    };
-    row("none", "520759");
-    row("silence", "");
-    row("nak", "FF");
-    row("ret", "AA");
-    row("wrongCheckByte", "520758");
-    row("cutReply", "52");
-    row("pacedReply", "520759");
-    row("slowReply", "520759");
-    row("lateReply", "520759");
-    row("wrongModeBit", "");
-}
-
-void TestSimulatedBus::faultHitsTheReply()
-{
-    QFETCH(QString, kind);
-    QFETCH(QByteArray, expected);
-    Bench bench(twoBytes);
-    bench.master->setReplyGap(200);
-    QCOMPARE(bench.setFault(qPrintable(kind)).value("ok"), QJsonValue(true));
-    QCOMPARE(bench.master->exchange(poll).toHex(), expected.toHex());
-    bench.master->exchange(poll);
-    QTRY_VERIFY(!bench.exchanges().isEmpty());
-    QCOMPARE(faultName(bench.exchanges().first().fault), kind);
-    QCOMPARE(bench.exchanges().first().sent.toHex(), expected.toHex());
-}
-
-void TestSimulatedBus::faultEnds()
-{
-    Bench bench(twoBytes);
-    bench.setFault("silence", 2);
-    QCOMPARE(bench.master->exchange(poll), QByteArray());
-    QCOMPARE(bench.master->exchange(poll), QByteArray());
-    QCOMPARE(bench.master->exchange(poll), twoBytesOnLine);
-    QCOMPARE(bench.bus.statistics("one").silent, 2);
-}
-
-void TestSimulatedBus::wrongModeBitHidesTheCommand()
-{
-    Bench bench(twoBytes);
-    bench.setFault("wrongModeBit");
-    bench.master->exchange(poll);
-    QCOMPARE(bench.counts.answered, 0);
-    bench.setFault("silence");
-    bench.master->exchange(poll);
-    QCOMPARE(bench.counts.answered, 1);
-}
-
-void TestSimulatedBus::lostReplyIsNotAcknowledged()
-{
-    Bench bench(twoBytes);
-    bench.setFault("silence");
-    bench.master->exchange(poll);
-    QTRY_COMPARE(bench.counts.notAcknowledged, 1);
-    QCOMPARE(bench.counts.acknowledged, 0);
-}
-
-void TestSimulatedBus::lateReplyIsLate()
-{
-    Bench bench(twoBytes);
-    bench.bus.setFault("one", {{"kind", "lateReply"}, {"delayMs", 60}});
-    QCOMPARE(bench.master->exchange(poll), twoBytesOnLine);
-    QTRY_COMPARE(bench.exchanges().size(), 1);
-    QVERIFY(bench.exchanges().first().replyDelayUs >= 60000);
-}
-
-void TestSimulatedBus::slowReplyIsCut()
-{
-    Bench bench(twoBytes);
-    bench.master->setReplyGap(3);
-    bench.bus.setFault("one", {{"kind", "slowReply"}});
-    // A reader that is late itself may not see the gap.
-    bool cut = false;
-    const auto seesTheGap = [&] {
-        bench.master->readReply(100);
-        cut = cut || bench.master->ask(poll) == hex("5207");
-        return cut;
-    };
-    QTRY_VERIFY(seesTheGap());
-}
-
-void TestSimulatedBus::hangUpAndReturn()
-{
-    const QTemporaryDir folder;
-    Bench bench(Reply::ack(), {folder.filePath("mdb"), false});
-    QCOMPARE(bench.master->exchange(poll), hex("00"));
-    bench.bus.hangUp();
-    QTRY_VERIFY(bench.master->hasHungUp());
-    const auto isBack = [&] { return TestMaster(bench.bus.port()).isOpen(); };
-    QTRY_VERIFY(isBack());
-    TestMaster again(bench.bus.port());
-    QCOMPARE(again.exchange(poll), hex("00"));
-}
-
-void TestSimulatedBus::hangUpInMidExchange()
-{
-    Bench bench(twoBytes);
-    const QString before = bench.bus.port();
-    bench.setFault("hangUp");
-    QCOMPARE(bench.master->exchange(poll), QByteArray());
-    QTRY_VERIFY(bench.master->hasHungUp());
-    QTRY_COMPARE(bench.counts.notAcknowledged, 1);
-    const auto worksAgain = [&] {
-        TestMaster master(bench.bus.port());
-        return master.exchange(poll) == twoBytesOnLine;
-    };
-    QTRY_VERIFY(worksAgain());
 }
 
 void TestSimulatedBus::devicesLiveWithoutAMaster()
