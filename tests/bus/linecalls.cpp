@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 #include <utility>
 
 namespace {
@@ -26,6 +27,17 @@ Function next(const char *name)
 }
 
 std::atomic<int> uselessCloseCount{0};
+
+/// The pieces in which waits for a reply are counted.
+constexpr int waitMs = 3;
+/// What this thread did not really wait.
+thread_local int imaginedMs = 0;
+
+timespec later(timespec time, int ms)
+{
+    const long long ns = time.tv_nsec + ms % 1000 * 1000000LL;
+    return {time.tv_sec + ms / 1000 + ns / 1000000000, long(ns % 1000000000)};
+}
 
 /// A descriptor of the line that this thread has written to last.
 thread_local int lastWritten = -1;
@@ -218,24 +230,40 @@ int usleep(useconds_t duration)
                     result);
 }
 
+/// Recorded as waits of 3 ms, which may be made in one piece.
 int poll(pollfd *lines, nfds_t count, int timeout)
 {
     static const auto real = next<int (*)(pollfd *, nfds_t, int)>("poll");
     LineProbe *const probe = count == 1 ? LineProbe::of(lines->fd) : nullptr;
     if (!probe)
         return real(lines, count, timeout);
-    LineFault fault{};
     int result = 0;
-    lines->revents = 0;
-    if (probe->takeFault(LineCall::Wait, &fault)) {
-        errno = fault.error;
-        result = fault.result;
-    } else if (!probe->listener() || probe->listener()->waiting() == PtyListener::Wait::Real) {
-        result = real(lines, count, timeout);
+    for (int waited = 0; waited < timeout && result == 0; waited += waitMs) {
+        LineFault fault{};
+        lines->revents = 0;
+        if (probe->takeFault(LineCall::Wait, &fault)) {
+            errno = fault.error;
+            result = fault.result;
+        } else if (!probe->listener() || probe->listener()->waiting() == PtyListener::Wait::Real) {
+            result = real(lines, count, qMin(waitMs, timeout - waited));
+        } else {
+            imaginedMs += waitMs;
+        }
+        const QByteArray text = "wait " + QByteArray::number(qMin(waitMs, timeout - waited));
+        recorded(*probe, {LineCall::Wait, lines->fd, text + (result == 0 ? " silent" : "")},
+                 result);
     }
-    const QByteArray text = "wait " + QByteArray::number(timeout);
-    return recorded(*probe, {LineCall::Wait, lines->fd, text + (result == 0 ? " silent" : "")},
-                    result);
+    return result;
+}
+
+/// The clock of the waits, which runs on in those that take no time.
+int clock_gettime(clockid_t clock, timespec *time) noexcept
+{
+    static const auto real = next<int (*)(clockid_t, timespec *)>("clock_gettime");
+    const int result = real(clock, time);
+    if (clock == CLOCK_MONOTONIC_RAW)
+        *time = later(*time, imaginedMs);
+    return result;
 }
 
 ssize_t read(int fd, void *data, size_t size)

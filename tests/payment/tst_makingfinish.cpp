@@ -17,6 +17,7 @@ private Q_SLOTS:
     void cashSaleLogs();
     void cardSaleLogs();
     void chargesWhatWasSet();
+    void showsTheRestBeforeItIsSettled();
     void onlyADrinkDefersNewGoods_data();
     void onlyADrinkDefersNewGoods();
     void nextSaleStartsAfresh();
@@ -235,6 +236,18 @@ void TestMakingFinish::chargesWhatWasSet()
     fixture.sell(150, 3);
     fixture.item.makingFinish({{"num", 9}, {"price", 10}, {"state", 2}});
     QCOMPARE(fixture.credit(), QString("t0 c50 b0 u0 =50"));
+}
+
+void TestMakingFinish::showsTheRestBeforeItIsSettled()
+{
+    PaymentFixture fixture;
+    fixture.token(200);
+    fixture.sell(150);
+    QStringList shown;
+    QObject::connect(&fixture.item, &PaymentMDB::deviceInfoChanged,
+                     [&] { shown += fixture.credit(); });
+    fixture.finish(PaymentMDB::Drink_Success);
+    QCOMPARE(shown, (QStringList{"t50 c0 b0 u0 =200", "t0 c0 b0 u0 =0", "t0 c0 b0 u0 =0"}));
 }
 
 void TestMakingFinish::onlyADrinkDefersNewGoods_data()
