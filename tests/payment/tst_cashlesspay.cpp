@@ -23,6 +23,7 @@ private Q_SLOTS:
     void goodsBeforeCardAskInTheSameCall();
     void holdTimeFindsTheRequestPending();
     void holdTimeIsOnlyForAWaitingSale();
+    void holdTimeEndsTheWaitForACard();
     void waitingForACardIsOverAfter_data();
     void waitingForACardIsOverAfter();
     void holdTimerIsStoppedBy_data();
@@ -255,6 +256,19 @@ void TestCashlessPay::holdTimeIsOnlyForAWaitingSale()
     fixture.log.take();
     fixture.clock.advance(10000);
     QVERIFY(fixture.log.take().filter(payPrefix).isEmpty());
+}
+
+void TestCashlessPay::holdTimeEndsTheWaitForACard()
+{
+    PaymentFixture fixture;
+    fixture.readerReady();
+    fixture.sell(150);
+    fixture.beginSession();
+    fixture.clock.advance(3300);
+    fixture.beginSession();
+    fixture.log.take();
+    fixture.clock.advance(3300);
+    QVERIFY(fixture.log.take().filter("cashlessPay()").isEmpty());
 }
 
 void TestCashlessPay::waitingForACardIsOverAfter_data()

@@ -12,6 +12,7 @@ private Q_SLOTS:
     void failure_data();
     void failure();
     void success();
+    void startsPolling();
     void portIsReplacedBySuccessOnly();
     void failureLeavesTheBusOpen();
     void installKeepsTheCredit();
@@ -83,6 +84,13 @@ void TestInstall::success()
     QCOMPARE(bench.fixture.item.mdbController()->coin()->pendingCommands(),
              (std::vector<int>{0, 1}));
     QCOMPARE(bench.fixture.item.mdbController()->coin()->record().value("num").toInt(), 3);
+}
+
+void TestInstall::startsPolling()
+{
+    Bench bench;
+    QVERIFY(bench.install() > 0);
+    QCOMPARE(bench.line.receive(2).toHex(), QByteArray("1212"));
 }
 
 void TestInstall::portIsReplacedBySuccessOnly()

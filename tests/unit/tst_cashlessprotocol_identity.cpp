@@ -42,6 +42,7 @@ class CashlessProtocolIdentityTest : public QObject
 
 private Q_SLOTS:
     void reportsThePeripheralId();
+    void reportsTheLevelWithThePeripheralId();
     void printsThePeripheralId_data();
     void printsThePeripheralId();
     void reportsTheAnswerToRequestId();
@@ -72,6 +73,13 @@ void CashlessProtocolIdentityTest::reportsThePeripheralId()
                                      "manuInfo": "ABC123456789012model-123456",
                                      "state": {"active": false, "enable": false}})")});
     QCOMPARE(reader.pendingCommands(), std::vector<int>{0});
+}
+
+void CashlessProtocolIdentityTest::reportsTheLevelWithThePeripheralId()
+{
+    CashlessReader reader;
+    exchange::answerRaw(reader, withCheckByte(identification(0x20)));
+    QCOMPARE(RecordSink::take().value(0).record.value("level"), QJsonValue(0));
 }
 
 void CashlessProtocolIdentityTest::printsThePeripheralId_data()

@@ -274,8 +274,6 @@ void CashlessProtocol::onOutOfSequence(const ReplyView &reply)
 
 void CashlessProtocol::analysisSetUp(const ReplyView &reply)
 {
-    if (reply.length() < 1)
-        return;
     printBytes("analysisSetUp() [cashless_setup]", reply, 1);
     if (reply.length() < 9)
         return;

@@ -373,8 +373,7 @@ void CoinProtocol::setExpansionPayout()
 void CoinProtocol::analysisExpansionPayout(const ReplyView &reply)
 {
     storeAction(ChangerPayingOut);
-    if (reply.length() > 0)
-        printBytes("[coin_expansion_payout]", reply);
+    printBytes("[coin_expansion_payout]", reply);
     m_payoutStarted = true;
 }
 
