@@ -151,15 +151,18 @@ void acknowledgeIdle(Run &run)
     buses.restart();
     bare.restart();
     run.wait(20);
-    const Samples times = buses.times();
-    const Samples bareTimes = bare.times();
-    const QString what = QStringLiteral("ACK after the last reply byte, %1");
-    run.report.add(what.arg(QStringLiteral("p50")), times.median(), QStringLiteral("ms"),
-                   {bareName, bareTimes.median()}, atMost(3.12));
-    run.report.add(what.arg(QStringLiteral("p50, handed over")), buses.handOvers().median(),
-                   QStringLiteral("ms"), {bareName, bare.handOvers().median()});
-    run.report.add(what.arg(QStringLiteral("p99")), times.quantile(0.99), QStringLiteral("ms"),
-                   {bareName, bareTimes.quantile(0.99)}, atMost(3.3));
+    const Samples times = buses.handOvers();
+    const Samples bareTimes = bare.handOvers();
+    const auto add = [&](const char *quantile, double share, Goal goal) {
+        run.report.add(QStringLiteral("ACK after the last reply byte, %1").arg(quantile),
+                       times.quantile(share), QStringLiteral("ms"),
+                       {bareName, bareTimes.quantile(share)}, goal);
+        run.report.add(QStringLiteral("the same at the far end, %1").arg(quantile),
+                       buses.times().quantile(share), QStringLiteral("ms"),
+                       {bareName, bare.times().quantile(share)});
+    };
+    add("p50", 0.5, atMost(3.12));
+    add("p99", 0.99, atMost(3.3));
     const Floor gap{QStringLiteral("end gap"), described::gapMs};
     const QString chart = QStringLiteral("acknowledge-idle");
     run.report.addDistribution(chart, QStringLiteral("bus"), QStringLiteral("ms"), times, gap);

@@ -21,7 +21,6 @@ void sleepMs(double ms)
 
 BareMaster::BareMaster() : peer(BusPeer::Reply::AfterTheWire), m_thread(&BareMaster::run, this)
 {
-    peer.devices().answerPolls(Devices::coin, "5205");
     realtime::give(&m_thread, priority);
 }
 
@@ -29,6 +28,14 @@ BareMaster::~BareMaster()
 {
     m_ending = true;
     m_thread.join();
+}
+
+qint64 BareMaster::processorNs()
+{
+    clockid_t clock{};
+    if (pthread_getcpuclockid(m_thread.native_handle(), &clock) != 0)
+        qFatal("a thread has no clock");
+    return bench::clockNs(clock);
 }
 
 void BareMaster::run()
@@ -51,13 +58,9 @@ void BareMaster::exchange()
     char reply[40] = {};
     ssize_t received = 0;
     pollfd readable{line, POLLIN, 0};
-    for (int waits = 0; waits < described::silentWaits; ++waits) {
-        const bool silent = ::poll(&readable, 1, int(described::gapMs)) == 0;
-        if (silent && received > 0)
-            break;
-        if (!silent)
-            received += read(line, reply, sizeof reply);
-    }
+    constexpr int silenceMs = int(described::silentWaits * described::gapMs);
+    while (::poll(&readable, 1, received > 0 ? int(described::gapMs) : silenceMs) > 0)
+        received += read(line, reply, sizeof reply);
     const char acknowledge = 0;
     if (received > 1 && write(line, &acknowledge, 1) != 1)
         qFatal("the pseudo-terminal takes no ACK");

@@ -14,6 +14,9 @@ public:
     BareMaster();
     ~BareMaster();
 
+    /// Processor time that its thread has used.
+    qint64 processorNs();
+
     BusPeer peer;
 
 private:
