@@ -42,7 +42,8 @@ class CashlessProtocolIdentityTest : public QObject
 
 private Q_SLOTS:
     void reportsThePeripheralId();
-    void reportsTheLevelWithThePeripheralId();
+    void reportsTheLevelWithAnIdentification_data();
+    void reportsTheLevelWithAnIdentification();
     void printsThePeripheralId_data();
     void printsThePeripheralId();
     void reportsTheAnswerToRequestId();
@@ -75,9 +76,19 @@ void CashlessProtocolIdentityTest::reportsThePeripheralId()
     QCOMPARE(reader.pendingCommands(), std::vector<int>{0});
 }
 
-void CashlessProtocolIdentityTest::reportsTheLevelWithThePeripheralId()
+void CashlessProtocolIdentityTest::reportsTheLevelWithAnIdentification_data()
 {
+    QTest::addColumn<int>("command");
+    QTest::newRow("peripheral id") << 0;
+    QTest::newRow("answer to request id") << 13;
+}
+
+void CashlessProtocolIdentityTest::reportsTheLevelWithAnIdentification()
+{
+    QFETCH(int, command);
     CashlessReader reader;
+    bringUp(reader, command);
+    RecordSink::take();
     exchange::answerRaw(reader, withCheckByte(identification(0x20)));
     QCOMPARE(RecordSink::take().value(0).record.value("level"), QJsonValue(0));
 }
