@@ -20,6 +20,7 @@ private Q_SLOTS:
     void showsTheRestBeforeItIsSettled();
     void onlyADrinkDefersNewGoods_data();
     void onlyADrinkDefersNewGoods();
+    void nothingIsChargedTwice();
     void nextSaleStartsAfresh();
     void pendingRequestIsForgotten();
     void withdrawalIsForgotten();
@@ -280,6 +281,21 @@ void TestMakingFinish::onlyADrinkDefersNewGoods()
     QTEST(fixture.sell(150), "started");
     fixture.clock.advance(3300);
     QVERIFY(fixture.item.haveGoods());
+}
+
+void TestMakingFinish::nothingIsChargedTwice()
+{
+    PaymentFixture fixture;
+    fixture.configure({{"makeModel", 1}});
+    fixture.coin(400);
+    fixture.sell(150, 3);
+    fixture.finish(PaymentMDB::Drink_Success);
+    fixture.log.take();
+    fixture.finish(PaymentMDB::Drink_Success);
+    const QStringList log = fixture.log.take();
+    QVERIFY(log.contains(logPrefix + "goodsNo = -1"));
+    QVERIFY(log.contains(logPrefix + "goodsValue = 0"));
+    QCOMPARE(fixture.credit(), QString("t0 c250 b0 u0 =250"));
 }
 
 void TestMakingFinish::nextSaleStartsAfresh()

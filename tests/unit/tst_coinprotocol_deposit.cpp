@@ -26,6 +26,7 @@ class CoinProtocolDepositTest : public QObject
 private Q_SLOTS:
     void reportsDeposits_data();
     void reportsDeposits();
+    void reportsNoCreditBeforeSetup();
     void reportsTheCreditUnscaled();
     void tellsTokensFromCoins_data();
     void tellsTokensFromCoins();
@@ -68,6 +69,13 @@ void CoinProtocolDepositTest::reportsDeposits()
     changer.setCoins("01", "FF FF", usualCredits);
     changer.answerTo(0, data);
     QCOMPARE(RecordSink::takeActions(), QByteArrayList{action});
+}
+
+void CoinProtocolDepositTest::reportsNoCreditBeforeSetup()
+{
+    CoinChanger changer;
+    changer.answerTo(0, "52 07");
+    QCOMPARE(RecordSink::takeActions(), QByteArrayList{deposit(2, 0, true)});
 }
 
 void CoinProtocolDepositTest::reportsTheCreditUnscaled()
