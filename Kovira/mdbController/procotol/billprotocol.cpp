@@ -19,25 +19,37 @@ enum Action {
     BillReturned = 12,
 };
 
-constexpr const char *statusTexts[] = {
-    nullptr,
-    "billv_motor_error,",
-    "billv_sensor_error,",
-    "billv_busy,",
-    "billv_rom_error,",
-    "billv_jam,",
-    "----------MDB_BILLV_POLL_STATUS_JUST_RESET----------\n",
-    "billv_bill_removed,",
-    "billv_no_cashbox,",
-    "billv_disabled,",
-    "billv_invalid_escrow,",
-    "billv_rejected,",
-    "billv_stacked_remove,",
-};
-
+/// Null for a status that the standard does not know.
 const char *statusText(quint8 status)
 {
-    return status < std::size(statusTexts) ? statusTexts[status] : nullptr;
+    switch (status) {
+    case MotorError:
+        return "billv_motor_error,";
+    case SensorError:
+        return "billv_sensor_error,";
+    case Busy:
+        return "billv_busy,";
+    case RomError:
+        return "billv_rom_error,";
+    case Jam:
+        return "billv_jam,";
+    case JustReset:
+        return "----------MDB_BILLV_POLL_STATUS_JUST_RESET----------\n";
+    case BillRemoved:
+        return "billv_bill_removed,";
+    case NoCashBox:
+        return "billv_no_cashbox,";
+    case Disabled:
+        return "billv_disabled,";
+    case InvalidEscrow:
+        return "billv_invalid_escrow,";
+    case Rejected:
+        return "billv_rejected,";
+    case CreditedBillRemoval:
+        return "billv_stacked_remove,";
+    default:
+        return nullptr;
+    }
 }
 
 int maskUpTo(int highestType)

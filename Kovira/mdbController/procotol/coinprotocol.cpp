@@ -23,26 +23,37 @@ enum Action {
 /// Credit of a coin type whose value the map does not know.
 constexpr quint16 unknownCoinValue = 2550;
 
-constexpr const char *statusTexts[] = {
-    nullptr,
-    "MDB_COIN_POLL_STATUS_ESCROW_REQUEST,",
-    "MDB_COIN_POLL_STATUS_CHANGER_PAYOUT_BUSY,",
-    "MDB_COIN_POLL_STATUS_NO_CREDIT,",
-    "MDB_COIN_POLL_STATUS_DEFECTIVE_TUBE_SENSOR,",
-    "MDB_COIN_POLL_STATUS_DOUBLE_ARRIVAL,",
-    "MDB_COIN_POLL_STATUS_ACCEPTOR_UNPLUGGED,",
-    nullptr,
-    "MDB_COIN_POLL_STATUS_ROM_CHECKSUM_ERROR,",
-    "MDB_COIN_POLL_STATUS_COIN_ROUTING_ERROR,",
-    "MDB_COIN_POLL_STATUS_CHANGER_BUSY,",
-    "MDB_COIN_POLL_STATUS_CHANGER_WAS_RESET,",
-    "MDB_COIN_POLL_STATUS_COIN_JAM,",
-    "MDB_COIN_POLL_STATUS_POSSIBLE_CREDITED_COIN_REMOVAL,",
-};
-
+/// Null for a status that the standard does not know.
 const char *statusText(quint8 status)
 {
-    return status < std::size(statusTexts) ? statusTexts[status] : nullptr;
+    switch (status) {
+    case EscrowRequest:
+        return "MDB_COIN_POLL_STATUS_ESCROW_REQUEST,";
+    case PayoutBusy:
+        return "MDB_COIN_POLL_STATUS_CHANGER_PAYOUT_BUSY,";
+    case NoCredit:
+        return "MDB_COIN_POLL_STATUS_NO_CREDIT,";
+    case DefectiveTubeSensor:
+        return "MDB_COIN_POLL_STATUS_DEFECTIVE_TUBE_SENSOR,";
+    case DoubleArrival:
+        return "MDB_COIN_POLL_STATUS_DOUBLE_ARRIVAL,";
+    case AcceptorUnplugged:
+        return "MDB_COIN_POLL_STATUS_ACCEPTOR_UNPLUGGED,";
+    case RomChecksumError:
+        return "MDB_COIN_POLL_STATUS_ROM_CHECKSUM_ERROR,";
+    case RoutingError:
+        return "MDB_COIN_POLL_STATUS_COIN_ROUTING_ERROR,";
+    case ChangerBusy:
+        return "MDB_COIN_POLL_STATUS_CHANGER_BUSY,";
+    case WasReset:
+        return "MDB_COIN_POLL_STATUS_CHANGER_WAS_RESET,";
+    case CoinJam:
+        return "MDB_COIN_POLL_STATUS_COIN_JAM,";
+    case CreditedCoinRemoval:
+        return "MDB_COIN_POLL_STATUS_POSSIBLE_CREDITED_COIN_REMOVAL,";
+    default:
+        return nullptr;
+    }
 }
 
 bool isDenomination(int value)

@@ -7,8 +7,6 @@ namespace mdb {
 
 constexpr quint8 ack = 0x00;
 constexpr quint8 nak = 0xFF;
-/// Bits of the address byte that hold the command offset.
-constexpr quint8 commandMask = 0x07;
 
 /// Coin changer, section 5.
 namespace coin {
@@ -235,7 +233,6 @@ constexpr quint16 unknownFunds = 0xFFFE;
 
 namespace identification {
 constexpr int manufacturer = 1;
-constexpr int serialAndModel = 4;
 constexpr int softwareVersion = 28;
 constexpr int options = 33;
 } // namespace identification
