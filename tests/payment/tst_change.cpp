@@ -1,8 +1,12 @@
 #include "payment/paymentfixture.h"
+#include "support/stdoutcapture.h"
 
+#include <QDeadlineTimer>
 #include <QtTest>
 
+#include <atomic>
 #include <climits>
+#include <thread>
 
 namespace {
 
@@ -22,6 +26,46 @@ struct Reveal
     friend int PaymentMDB::*coinPaidValue(Revealed) { return CoinPaid; }
 };
 template struct Reveal<&PaymentMDB::m_payoutHandlers, &PaymentMDB::m_coinPaidValue>;
+
+/// Takes and acknowledges a changer's commands, one after another, as the polling thread does.
+class PayingBus
+{
+public:
+    explicit PayingBus(CoinProtocol *changer) : m_changer(*changer), m_thread([this] { run(); }) { }
+    ~PayingBus()
+    {
+        m_ending = true;
+        m_thread.join();
+    }
+    /// Waits for a payout and returns its amount; -1 if none came within 30 s.
+    int takePayout()
+    {
+        for (const QDeadlineTimer deadline(30000); !deadline.hasExpired();) {
+            const int amount = m_payout.exchange(-1);
+            if (amount >= 0)
+                return amount;
+            std::this_thread::yield();
+        }
+        return -1;
+    }
+
+private:
+    void run()
+    {
+        char acknowledge = 0;
+        while (!m_ending) {
+            const QByteArray command(m_changer.getCodeBuf(), m_changer.getCodeLen());
+            if (command.startsWith("\x0F\x02"))
+                m_payout = static_cast<quint8>(command.at(2));
+            m_changer.analysisData(1, &acknowledge);
+        }
+    }
+
+    CoinProtocol &m_changer;
+    std::atomic<int> m_payout{-1};
+    std::atomic<bool> m_ending{false};
+    std::thread m_thread;
+};
 
 } // namespace
 
@@ -43,6 +87,8 @@ private Q_SLOTS:
     void settlementAfterThePayoutPaysAgain();
     void payoutBytes_data();
     void payoutBytes();
+    void payoutCarriesTheAmountOfItsTime_data();
+    void payoutCarriesTheAmountOfItsTime();
     void tubeCounts_data();
     void tubeCounts();
     void tubeCountsBeforeAnyRecord();
@@ -275,6 +321,36 @@ void TestChange::payoutBytes()
     fixture.coin(amount);
     fixture.item.settleAccounts();
     QCOMPARE(fixture.takeBytes(3), QStringList{bytes});
+}
+
+void TestChange::payoutCarriesTheAmountOfItsTime_data()
+{
+    QTest::addColumn<bool>("refund");
+    QTest::newRow("settlement") << false;
+    QTest::newRow("refund after a failed drink") << true;
+}
+
+void TestChange::payoutCarriesTheAmountOfItsTime()
+{
+    QFETCH(bool, refund);
+    PaymentFixture fixture;
+    QVector<int> owed;
+    QVector<int> paid;
+    {
+        const StdoutCapture silence;
+        PayingBus bus(fixture.item.mdbController()->coin());
+        for (int round = 0; round < 1000 && paid == owed; ++round) {
+            owed.append(round % 2 ? 10 : 20);
+            fixture.coin(owed.last());
+            if (refund)
+                fixture.finish(PaymentMDB::Drink_Fail);
+            else
+                fixture.item.settleAccounts();
+            paid.append(bus.takePayout());
+            fixture.coinEvent(16);
+        }
+    }
+    QCOMPARE(paid, owed);
 }
 
 void TestChange::tubeCounts_data()
