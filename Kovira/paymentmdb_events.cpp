@@ -172,7 +172,7 @@ bool PaymentMDB::handleCashlessRecord(const QJsonObject &record)
 
 void PaymentMDB::updateDeviceInfo(QJsonObject record)
 {
-    // Not "action": the list is read with this key by user interfaces in the field.
+    // Spelt so on purpose: "action" stays in the list.
     record.remove(QStringLiteral("atcion"));
     const QJsonValue num = record.value(recordkey::num);
     const auto known =

@@ -22,6 +22,7 @@ class TestMdbControllerPolling : public QObject
 private Q_SLOTS:
     void cycleOrder_data();
     void cycleOrder();
+    void pauseAfterEachExchange_data();
     void pauseAfterEachExchange();
     void disabledDeviceCostsNoPause();
     void deviceSwitchedOnAgain();
@@ -99,10 +100,19 @@ void TestMdbControllerPolling::cycleOrder()
     QCOMPARE(bench.complaints.take(), QByteArrayList());
 }
 
+void TestMdbControllerPolling::pauseAfterEachExchange_data()
+{
+    QTest::addColumn<int>("disabled");
+    QTest::newRow("all four") << -1;
+    QTest::newRow("without the second reader") << 1;
+}
+
 void TestMdbControllerPolling::pauseAfterEachExchange()
 {
+    QFETCH(int, disabled);
     ExchangeBench bench;
     beSilent(bench.peer);
+    bench.master.setDeviceEnabled(disabled, false);
     bench.master.startPoll();
     QTRY_VERIFY_WITH_TIMEOUT(bench.peer.blocks().size() >= 8, 30000);
     const std::vector<LineCall> calls = bench.probe.calls();

@@ -1,5 +1,6 @@
 #include "payment/paymentfixture.h"
 #include "payment/ptyline.h"
+#include "support/processfacts.h"
 
 #include <QtTest>
 
@@ -74,6 +75,7 @@ void TestInstall::failure()
     QCOMPARE(bench.fixture.item.mdbController()->cashless(0)->pendingCommands(),
              std::vector<int>{0});
     QCOMPARE(bench.fixture.takeSignals(), QStringList{});
+    QCOMPARE(processfacts::busThreads(), 0);
 }
 
 void TestInstall::success()
@@ -144,6 +146,7 @@ void TestInstall::installResetsTheFirstTimes()
 
     Bench bench;
     PaymentFixture &fixture = bench.fixture;
+    bench.install();
     fixture.readerEvent(8);
     fixture.readerEvent(event);
     QVERIFY(fixture.waitEndsAfter(3000));

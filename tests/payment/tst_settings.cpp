@@ -1,5 +1,6 @@
 #include "payment/paymentfixture.h"
 #include "payment/ptyline.h"
+#include "support/processfacts.h"
 
 #include <QtTest>
 
@@ -33,7 +34,9 @@ private Q_SLOTS:
     void useKeys_data();
     void useKeys();
     void everySettingOpensTheBusAnew();
+    void allDevicesOutOfUseStopTheBus_data();
     void allDevicesOutOfUseStopTheBus();
+    void oneDeviceOpensTheBusAgain();
     void allDevicesOutOfUseOpenNothing();
 };
 
@@ -387,7 +390,37 @@ void TestSettings::everySettingOpensTheBusAnew()
     QCOMPARE(line.openCount(), 1);
 }
 
+void TestSettings::allDevicesOutOfUseStopTheBus_data()
+{
+    QTest::addColumn<bool>("before");
+    QTest::addColumn<QJsonObject>("settings");
+
+    QTest::newRow("by this call") << false
+                                  << QJsonObject{{"useCashless1", false},
+                                                 {"useCashless2", false},
+                                                 {"useBill", false},
+                                                 {"useCoin", false}};
+    QTest::newRow("before an empty object") << true << QJsonObject{};
+    QTest::newRow("before another setting") << true << QJsonObject{{"makeModel", 1}};
+}
+
 void TestSettings::allDevicesOutOfUseStopTheBus()
+{
+    QFETCH(bool, before);
+    QFETCH(QJsonObject, settings);
+
+    PtyLine line;
+    PaymentMDB item;
+    QVERIFY(item.install(line.port()) > 0);
+    QCOMPARE(line.openCount(), 1);
+    for (int i = 0; before && i < 4; ++i)
+        item.mdbController()->setDeviceEnabled(i, false);
+    item.setting(settings);
+    QTRY_COMPARE(line.openCount(), 0);
+    QTRY_COMPARE(processfacts::busThreads(), 0);
+}
+
+void TestSettings::oneDeviceOpensTheBusAgain()
 {
     PtyLine line;
     PaymentMDB item;
@@ -396,7 +429,6 @@ void TestSettings::allDevicesOutOfUseStopTheBus()
     item.setting({{"useCashless1", false}, {"useCashless2", false}, {"useBill", false}});
     QCOMPARE(item.mdbController()->coin()->pendingCommands(), (std::vector<int>{0, 1}));
     QTRY_COMPARE(line.openCount(), 0);
-    // One device is enough for the bus to open again.
     item.setting({{"useCashless2", true}});
     QCOMPARE(line.openCount(), 1);
     QCOMPARE(item.mdbController()->coin()->pendingCommands(), (std::vector<int>{0, 1, 1}));
