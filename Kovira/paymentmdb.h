@@ -77,7 +77,7 @@ public:
     /// Opens the serial device and starts the bus. Returns a value above 0, or -1 when the device
     /// cannot be opened or is no serial line; a bus that was running then goes on.
     Q_INVOKABLE int install(const QString &port);
-    /// Stops the bus, drops all credit and publishes that.
+    /// Stops the bus, drops all credit but universal tokens and publishes that.
     Q_INVOKABLE void closeMDB();
     /// Applies the settings that the object contains, and opens the bus anew, or stops it when no
     /// device is in use. docs/qml-api.md lists the keys.

@@ -119,7 +119,7 @@ void addDevices()
 
 void TestMdbControllerLifecycle::cleanup()
 {
-    QCOMPARE(busThreads(), 0);
+    QTRY_COMPARE(busThreads(), 0);
 }
 
 void TestMdbControllerLifecycle::closePollClosesThePortAndEndsTheThread()
@@ -431,7 +431,7 @@ void TestMdbControllerLifecycle::manyRounds()
             master.closePoll();
         }
     }
-    QCOMPARE(busThreads(), 0);
+    QTRY_COMPARE(busThreads(), 0);
     QCOMPARE(openDescriptors(), before);
     QCOMPARE(LineProbe::uselessCloses(), uselessBefore);
 }
@@ -449,7 +449,7 @@ void TestMdbControllerLifecycle::destructionEndsASilentExchange()
         master->startPoll();
         QVERIFY(probe.waitForByte(device));
         master.reset();
-        QCOMPARE(busThreads(), 0);
+        QTRY_COMPARE(busThreads(), 0);
         QCOMPARE(probe.count(LineCall::Close), 1);
         QCOMPARE(probe.texts().last(), QByteArray("close"));
         QCOMPARE(openDescriptors(), before);

@@ -75,7 +75,7 @@ void TestInstall::failure()
     QCOMPARE(bench.fixture.item.mdbController()->cashless(0)->pendingCommands(),
              std::vector<int>{0});
     QCOMPARE(bench.fixture.takeSignals(), QStringList{});
-    QCOMPARE(processfacts::busThreads(), 0);
+    QTRY_COMPARE(processfacts::busThreads(), 0);
 }
 
 void TestInstall::success()

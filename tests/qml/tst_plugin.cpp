@@ -306,7 +306,7 @@ void TestPlugin::engineReloadedWhileTheMachineRuns()
     for (int i = 0; i < 3; ++i) {
         QVERIFY2(bench.cashSaleSucceeds(), qPrintable(bench.complaint()));
         bench.reload();
-        QCOMPARE(processfacts::busThreads(), 0);
+        QTRY_COMPARE(processfacts::busThreads(), 0);
         bench.setting({{"useCashless1", false}, {"useCashless2", false}, {"useBill", false}});
         QVERIFY(bench.install(bench.machine().port()) > 0);
         QVERIFY2(bench.waitUntilReady(), qPrintable(bench.complaint()));
