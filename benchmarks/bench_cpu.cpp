@@ -14,7 +14,6 @@
 #include <modbus.h>
 #include <unistd.h>
 
-#include <functional>
 #include <memory>
 
 namespace {
@@ -23,24 +22,19 @@ constexpr double measuredSeconds = 15;
 /// Until an item has started its four devices, or found them silent.
 constexpr double startSeconds = 4;
 
-/// Processor time of this process in percent of one core, while something goes on.
-template <class Function>
-double cpuPercent(const Function &goOn)
+/// Processor time in percent of one core while something goes on, by a clock of what was used.
+template <class Clock, class Function>
+double cpuPercent(const Clock &usedNs, const Function &goOn)
 {
     const qint64 begunNs = bench::clockNs();
-    const qint64 usedNs = bench::clockNs(CLOCK_PROCESS_CPUTIME_ID);
+    const qint64 usedBeforeNs = usedNs();
     goOn();
-    return 100.0 * double(bench::clockNs(CLOCK_PROCESS_CPUTIME_ID) - usedNs)
-        / double(bench::clockNs() - begunNs);
+    return 100.0 * double(usedNs() - usedBeforeNs) / double(bench::clockNs() - begunNs);
 }
 
-/// The same for the thread of a bare master.
-double cpuPercent(BareMaster *master, const std::function<void()> &goOn)
+qint64 ownProcessorNs()
 {
-    const qint64 begunNs = bench::clockNs();
-    const qint64 usedNs = master->processorNs();
-    goOn();
-    return 100.0 * double(master->processorNs() - usedNs) / double(bench::clockNs() - begunNs);
+    return bench::clockNs(CLOCK_PROCESS_CPUTIME_ID);
 }
 
 /// Slaves 1 to 4 in turn, each asked for one register.
@@ -72,7 +66,8 @@ void measure(Run &run, bool answering, double limit)
     modbus.start({QStringLiteral("modbus"), QString::fromLatin1(slaves.path()), seconds});
     double itemPercent = 0;
     const double barePercent =
-        cpuPercent(&bare, [&] { itemPercent = item.result().value("cpuPercent").toDouble(); });
+        cpuPercent([&] { return bare.processorNs(); },
+                   [&] { itemPercent = item.result().value("cpuPercent").toDouble(); });
     const double modbusPercent = modbus.result().value("cpuPercent").toDouble();
     const QString what = QStringLiteral("CPU of an idle item, four devices %1")
                              .arg(answering ? QStringLiteral("answer") : QStringLiteral("silent"));
@@ -99,7 +94,8 @@ QJsonObject childItem(const QStringList &arguments)
         qFatal("%s", qPrintable(component.errorString()));
     const Run run;
     run.wait(startSeconds);
-    return {{"cpuPercent", cpuPercent([&] { run.wait(arguments.value(1).toDouble()); })}};
+    return {{"cpuPercent",
+             cpuPercent(ownProcessorNs, [&] { run.wait(arguments.value(1).toDouble()); })}};
 }
 
 /// Arguments as childItem. Where nobody answers it waits as long as the bus master does.
@@ -112,7 +108,8 @@ QJsonObject childModbus(const QStringList &arguments)
     modbus_set_response_timeout(master, 0,
                                 quint32(described::silentWaits * described::gapMs * 1000));
     pollSlaves(master, startSeconds);
-    const double percent = cpuPercent([&] { pollSlaves(master, arguments.value(1).toDouble()); });
+    const double percent =
+        cpuPercent(ownProcessorNs, [&] { pollSlaves(master, arguments.value(1).toDouble()); });
     modbus_free(master);
     return {{"cpuPercent", percent}};
 }
