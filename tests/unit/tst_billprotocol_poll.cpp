@@ -8,6 +8,7 @@ using exchange::bringUp;
 using exchange::fail;
 using exchange::json;
 using exchange::printedBy;
+using exchange::text;
 
 namespace {
 
@@ -89,6 +90,7 @@ private Q_SLOTS:
     void reportsARepeatedBill();
     void takesTheActionOutOfTheRecord();
     void takesTheFactorAlongWithTheNextState();
+    void reportsABillBeforeSetupAsNothing();
     void reportsEachBillOfAReply();
     void printsEachStatus_data();
     void printsEachStatus();
@@ -319,6 +321,16 @@ void BillProtocolPollTest::takesTheFactorAlongWithTheNextState()
                                       "billTypes": [], "factor": 10})");
     // The mask, BILL TYPE, the two bills, the mask again.
     QCOMPARE(RecordSink::takeStates().mid(1), (QByteArrayList{before, before, before, after}));
+}
+
+void BillProtocolPollTest::reportsABillBeforeSetupAsNothing()
+{
+    BillValidator validator;
+    validator.answerTo(0, "90");
+    QCOMPARE(RecordSink::takeActions(), QByteArrayList{action(10, 0)});
+    validator.setTpyeAllow(7);
+    QCOMPARE(text(validator.record().value("state").toObject()),
+             json(R"({"active": false, "enable": false, "tpyeAllow": 255, "factor": 0})"));
 }
 
 void BillProtocolPollTest::reportsEachBillOfAReply()

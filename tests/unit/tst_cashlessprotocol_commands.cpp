@@ -45,6 +45,8 @@ private Q_SLOTS:
     void requestsARevalue_data();
     void requestsARevalue();
     void queuesWhatASetterStores();
+    void sendsZerosBeforeAnItemIsSet_data();
+    void sendsZerosBeforeAnItemIsSet();
     void sendsTheLatestItem();
     void usesTheItemOfACashSaleForLaterCommands();
     void sendsNothingForBillTypes();
@@ -300,6 +302,25 @@ void CashlessProtocolCommandsTest::queuesWhatASetterStores()
     QCOMPARE(reader.pendingCommands(), (Commands{0, 9, 10, 16}));
     QCOMPARE(command(reader), QByteArray("12"));
     QCOMPARE(RecordSink::takeRecords(), QByteArrayList());
+}
+
+void CashlessProtocolCommandsTest::sendsZerosBeforeAnItemIsSet_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::addColumn<QByteArray>("sent");
+
+    QTest::newRow("vend success") << 8 << QByteArray("13 02 00 00");
+    QTest::newRow("vend request") << 9 << QByteArray("13 00 00 00 00 00");
+    QTest::newRow("cash sale") << 10 << QByteArray("13 05 00 00 00 00");
+    QTest::newRow("negative vend request") << 11 << QByteArray("13 06 00 00 00 00");
+}
+
+void CashlessProtocolCommandsTest::sendsZerosBeforeAnItemIsSet()
+{
+    QFETCH(int, number);
+    CashlessReader reader;
+    bringUp(reader, number);
+    QTEST(command(reader), "sent");
 }
 
 void CashlessProtocolCommandsTest::sendsTheLatestItem()
