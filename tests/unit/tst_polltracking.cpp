@@ -56,6 +56,7 @@ void PollTrackingTest::tellsARepeatedReply_data()
     QTest::newRow("shorter") << QByteArray("abc") << QByteArray("ab") << false;
     QTest::newRow("longer") << QByteArray("ab") << QByteArray("abc") << false;
     QTest::newRow("longer by a zero byte") << QByteArray("ab") << QByteArray("ab\0", 3) << false;
+    QTest::newRow("a zero byte first") << QByteArray(1, '\0') << QByteArray(1, '\0') << true;
     QTest::newRow("another 16th byte") << sixteen << QByteArray("0123456789abcdeX") << false;
     QTest::newRow("only the 17th byte differs") << sixteen + 'x' << sixteen + 'y' << true;
     QTest::newRow("17 and 18 bytes") << sixteen + 'x' << sixteen + "xx" << false;
