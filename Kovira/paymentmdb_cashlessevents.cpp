@@ -49,11 +49,10 @@ void PaymentMDB::onBeginSession(const QJsonObject &record)
         m_cashlessPayTimer.start(qMax(0, m_cardHoldTime));
 }
 
-void PaymentMDB::onVendApproved(const QJsonObject &record)
+void PaymentMDB::onVendApproved(const QJsonObject &)
 {
     qCDebug(paymentLog) << "PaymentMDB :: Cashless_VendSuccess allowMake>>>>>>> true";
     m_isCardPay = true;
-    m_cashlessDeviceNo = record.value(recordkey::num).toInt();
     m_cardValue = paymentrules::subtract(m_cardValue, m_goodsValue);
     allowMaking();
     Q_EMIT deviceNeedWait(false);

@@ -17,6 +17,7 @@ private Q_SLOTS:
     void totalIsComputedAnewWithoutARest();
     void refundOfAFailedDrink_data();
     void refundOfAFailedDrink();
+    void failedDrinkShowsTheCreditAsItIs();
     void cardResultGoesToTheSessionReader_data();
     void cardResultGoesToTheSessionReader();
     void failedCardDrinkStaysACardSale();
@@ -174,6 +175,20 @@ void TestVendResult::refundOfAFailedDrink()
     fixture.takeSignals();
     fixture.sell(10);
     QCOMPARE(fixture.takeCount("allowMakeChanged true"), 1);
+}
+
+void TestVendResult::failedDrinkShowsTheCreditAsItIs()
+{
+    PaymentFixture fixture;
+    fixture.configure({{"makeModel", PaymentMDB::More}});
+    fixture.token(30);
+    fixture.coin(70);
+    fixture.sell(10);
+    // A payout's request drops the tokens, but shows the credit of before.
+    fixture.item.settleAccounts();
+    QCOMPARE(fixture.credit(), QString("t30 c70 b0 u0 =100"));
+    fixture.finish(PaymentMDB::Drink_Fail);
+    QCOMPARE(fixture.credit(), QString("t0 c70 b0 u0 =70"));
 }
 
 void TestVendResult::cardResultGoesToTheSessionReader_data()
