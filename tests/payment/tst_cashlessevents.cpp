@@ -21,6 +21,8 @@ private Q_SLOTS:
     void beginSessionMovesCreditToTheCard();
     void requestAcknowledgedIsNotPublished();
     void approvalAllowsTheDrink();
+    void approvalShowsTheGoodsAgain_data();
+    void approvalShowsTheGoodsAgain();
     void approvalTakesThePriceFromTheFunds_data();
     void approvalTakesThePriceFromTheFunds();
     void cardIsGoneAfter_data();
@@ -195,6 +197,27 @@ void TestCashlessEvents::approvalAllowsTheDrink()
     fixture.coin(500);
     QVERIFY(!fixture.takeSignals().contains("allowMakeChanged true"));
     QVERIFY(fixture.log.take().filter("paymentWayChecking").isEmpty());
+}
+
+void TestCashlessEvents::approvalShowsTheGoodsAgain_data()
+{
+    QTest::addColumn<int>("event");
+
+    QTest::newRow("after a denial") << 4;
+    QTest::newRow("after a session's end") << 8;
+}
+
+void TestCashlessEvents::approvalShowsTheGoodsAgain()
+{
+    QFETCH(int, event);
+
+    PaymentFixture fixture;
+    const QJsonObject goods{{"num", 3}, {"price", 150}, {"name", "cappuccino"}};
+    fixture.item.setSellGoods(goods);
+    fixture.readerEvent(event);
+    QVERIFY(!fixture.hasGoods());
+    fixture.readerEvent(3);
+    QCOMPARE(fixture.published().value("goods").toObject(), goods);
 }
 
 void TestCashlessEvents::approvalTakesThePriceFromTheFunds_data()
