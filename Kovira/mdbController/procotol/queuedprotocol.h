@@ -255,13 +255,13 @@ private:
     void advanceQueue()
     {
         const int next = takeNext();
-        if (next < 0)
+        if (next < 0 || next >= CommandCount)
             return;
         static_cast<Device *>(this)->commandTaken(next);
         buildCommand(next);
     }
 
-    /// The command number to build; negative if nothing is to be built.
+    /// The command number to build; outside the table if nothing is to be built.
     int takeNext()
     {
         const std::lock_guard<std::mutex> guard(m_mutex);
@@ -273,7 +273,7 @@ private:
             return wasEmpty ? -1 : 0;
         }
         const int next = m_queue.front();
-        if (next < 0)
+        if (next < 0 || next >= CommandCount)
             m_queue.push_back(0);
         return next;
     }
@@ -322,7 +322,6 @@ private:
     bool m_onItsWay = false;
     /// Bytes that wait for the command on its way.
     QByteArray m_besideQueue;
-    /// Numbers below CommandCount: setCMD() takes no others.
     std::deque<int> m_queue;
     StateCallback m_callback = nullptr;
     int m_deviceNo = -1;
