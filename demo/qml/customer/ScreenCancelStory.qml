@@ -31,8 +31,9 @@ Story {
           expects: "the money is announced",
           until: function() { return seesNotice("returned") },
           shot: "returned" },
-        { expects: "0.50 falls",
-          until: function() { return paidOut(50) } },
+        { expects: "0.50 falls, and the reader was not asked again",
+          until: function() { return paidOut(50) && countEvents("vendRequested") === 1
+                                  && countEvents("outOfSequence") === 0 } },
         backToStart
     ]
 }

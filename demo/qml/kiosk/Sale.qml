@@ -51,9 +51,15 @@ Item {
             order()
     }
 
-    function cancel() {
+    /// The page goes first: a vend that is withdrawn publishes a record without the order, which
+    /// must not be placed again.
+    function giveUp(reason) {
+        showNotice(reason)
         mdb.cancelGoods()
-        showNotice("cancelledHere")
+    }
+
+    function cancel() {
+        giveUp("cancelledHere")
     }
 
     function returnMoney() {
@@ -98,8 +104,7 @@ Item {
     function abandon(reason) {
         if (stage !== "pay")
             return
-        mdb.cancelGoods()
-        showNotice(reason)
+        giveUp(reason)
     }
 
     function open() {
