@@ -30,14 +30,8 @@ std::atomic<int> uselessCloseCount{0};
 
 /// The pieces in which waits for a reply are counted.
 constexpr int waitMs = 3;
-/// What this thread did not really wait.
+/// What this thread waited on lines with a listener, without really waiting.
 thread_local int imaginedMs = 0;
-
-timespec later(timespec time, int ms)
-{
-    const long long ns = time.tv_nsec + ms % 1000 * 1000000LL;
-    return {time.tv_sec + ms / 1000 + ns / 1000000000, long(ns % 1000000000)};
-}
 
 /// A descriptor of the line that this thread has written to last.
 thread_local int lastWritten = -1;
@@ -256,14 +250,19 @@ int poll(pollfd *lines, nfds_t count, int timeout)
     return result;
 }
 
-/// The clock of the waits, which runs on in those that take no time.
+/// The clock of the waits. With a listener only they move it: a machine that is busy elsewhere
+/// takes nothing off a reply's time.
 int clock_gettime(clockid_t clock, timespec *time) noexcept
 {
     static const auto real = next<int (*)(clockid_t, timespec *)>("clock_gettime");
-    const int result = real(clock, time);
-    if (clock == CLOCK_MONOTONIC_RAW)
-        *time = later(*time, imaginedMs);
-    return result;
+    if (clock == CLOCK_MONOTONIC_RAW) {
+        const LineProbe *const probe = LineProbe::of(lastWritten);
+        if (probe && probe->listener()) {
+            *time = {imaginedMs / 1000, imaginedMs % 1000 * 1000000L};
+            return 0;
+        }
+    }
+    return real(clock, time);
 }
 
 ssize_t read(int fd, void *data, size_t size)

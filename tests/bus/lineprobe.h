@@ -46,7 +46,8 @@ struct LineFault
 class LineProbe
 {
 public:
-    /// With a listener, waits of the line go as it says and usleep after a write takes no time.
+    /// With a listener, waits of the line and their clock go as it says, and usleep after a write
+    /// takes no time.
     explicit LineProbe(const PtyPair &line, PtyListener *listener = nullptr);
     ~LineProbe();
     LineProbe(const LineProbe &) = delete;
