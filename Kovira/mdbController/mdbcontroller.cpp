@@ -167,11 +167,11 @@ void MdbController::startPoll()
 
 void MdbController::closePoll()
 {
-    {
-        const std::lock_guard<std::mutex> guard(m_threadMutex);
-        m_polling = false;
-        m_lineBarred = m_threadRunning;
-    }
+    // Held to the end: the thread is not between two cycles, so that nobody but an exchange, which
+    // closes the port behind itself, can have the line.
+    const std::lock_guard<std::mutex> guard(m_threadMutex);
+    m_polling = false;
+    m_lineBarred = m_threadRunning;
     m_closeWanted = true;
     const std::unique_lock<std::mutex> line(m_lineMutex, std::try_to_lock);
     if (line.owns_lock())
@@ -266,8 +266,6 @@ void MdbController::pollThread()
             pause();
         }
     }
-    const std::lock_guard<std::mutex> line(m_lineMutex);
-    closeLineIfWanted();
 }
 
 bool MdbController::beginCycle()
@@ -275,6 +273,8 @@ bool MdbController::beginCycle()
     const std::lock_guard<std::mutex> guard(m_threadMutex);
     m_threadRunning = m_polling;
     m_lineBarred = false;
+    const std::lock_guard<std::mutex> line(m_lineMutex);
+    closeLineIfWanted();
     return m_polling;
 }
 

@@ -13,6 +13,7 @@
 
 #include <future>
 #include <memory>
+#include <thread>
 
 using processfacts::busThreads;
 using processfacts::openDescriptors;
@@ -27,6 +28,7 @@ private Q_SLOTS:
     void closePollClosesThePortAndEndsTheThread();
     void closePollTwiceClosesOnce();
     void closePollWithoutAPort();
+    void closePollBetweenTwoExchangesClosesAtOnce();
     void closePollDoesNotWaitForAHeldExchange_data();
     void closePollDoesNotWaitForAHeldExchange();
     void closePollIsShorterThanASilentExchange();
@@ -174,6 +176,24 @@ void TestMdbControllerLifecycle::closePollWithoutAPort()
         QTRY_COMPARE_WITH_TIMEOUT(busThreads(), 0, patienceMs);
     }
     QCOMPARE(LineProbe::uselessCloses(), uselessBefore);
+}
+
+/// Without devices the thread does nothing but look whether it shall go on, at any moment of which
+/// the end may come.
+void TestMdbControllerLifecycle::closePollBetweenTwoExchangesClosesAtOnce()
+{
+    SilentLine bus;
+    MdbController master(nullptr);
+    for (int i = 0; i < 4; ++i)
+        master.setDeviceEnabled(i, false);
+    for (int round = 1; round <= 3000; ++round) {
+        QVERIFY(master.mdbSerialInit(bus.line.path()) > 0);
+        master.startPoll();
+        std::this_thread::sleep_for(std::chrono::microseconds(round % 200));
+        master.closePoll();
+        QCOMPARE(bus.probe.count(LineCall::Close), 1);
+        bus.probe.clear();
+    }
 }
 
 void TestMdbControllerLifecycle::closePollDoesNotWaitForAHeldExchange_data()
