@@ -18,7 +18,7 @@ constexpr qint64 gapUs = 4000;
 /// that was read too late on a busy machine.
 constexpr qint64 newBlockUs = 20000;
 /// What a busy machine may make of the gap inside a block before the block is given up.
-constexpr qint64 lostUs = 100000;
+constexpr qint64 lostUs = 400000;
 
 constexpr int anySub = -1;
 constexpr int noSub = -2;

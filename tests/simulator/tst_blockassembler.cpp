@@ -104,7 +104,7 @@ void TestBlockAssembler::bytesBecomeArrivals_data()
     QTest::newRow("slow sender") << Script{{0, 0x0D, 1}, {6, 0x12, 0}, {6, 0x1F, 0}}
                                  << "command 0D12";
     QTest::newRow("sender held up in mid block by a busy machine")
-        << Script{{0, 0x0D, 1}, {60, 0x12, 0}, {60, 0x1F, 0}} << "command 0D12";
+        << Script{{0, 0x0D, 1}, {300, 0x12, 0}, {300, 0x1F, 0}} << "command 0D12";
 
     QTest::newRow("acknowledgement") << Script{{0, 0x00, 0}} << "ack 00";
     QTest::newRow("request to send again") << Script{{0, 0xAA, 0}} << "ret AA";
@@ -134,7 +134,7 @@ void TestBlockAssembler::bytesBecomeArrivals()
         arrivals += assembler.feed({static_cast<quint8>(byte.value), byte.mode != 0, true, nowUs});
     }
     arrivals += assembler.pause(nowUs + 10000);
-    arrivals += assembler.pause(nowUs + 200000);
+    arrivals += assembler.pause(nowUs + 500000);
     QCOMPARE(textOf(arrivals), expected);
 }
 

@@ -188,7 +188,8 @@ void TestControl::traceComesOnceSubscribed()
     master.exchange(QByteArray::fromHex("0B"));
     QTRY_COMPARE(bench.lines.size(), 1);
     QVERIFY2(bench.lines.first().startsWith("{\"trace\":\""), bench.lines.first());
-    QVERIFY2(bench.lines.first().endsWith(" coin changer  POLL -> ACK\"}"), bench.lines.first());
+    QVERIFY2(bench.lines.first().contains(" coin changer  POLL -> ACK"), bench.lines.first());
+    QVERIFY2(bench.lines.first().endsWith("\"}"), bench.lines.first());
 }
 
 void TestControl::wrongSubscriptionChangesNothing()

@@ -3,8 +3,12 @@
 #include "ptyline.h"
 #include "support/testmaster.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 using namespace mdbsim;
 
@@ -81,15 +85,15 @@ void TestPtyLine::modeBitIsInDoubtWhenTheMasterIsAhead()
 {
     PtyLine line;
     QVERIFY(line.open(nullptr));
-    TestMaster master(line.port());
-    master.sendByte(0x0B, true);
-    master.sendByte(0x0B, false);
+    const int master = ::open(QFile::encodeName(line.port()).constData(), O_WRONLY | O_NOCTTY);
+    QCOMPARE(::write(master, "\x0B\x0B", 2), ssize_t(2));
     const auto first = line.readByte(1000);
     const auto second = line.readByte(1000);
     QVERIFY(first && second);
     QVERIFY(!first->modeSure);
     QVERIFY(second->modeSure);
     QVERIFY(second->timeUs >= first->timeUs);
+    ::close(master);
 }
 
 void TestPtyLine::nothingComesFromASilentMaster()

@@ -137,7 +137,7 @@ void TestScenarioProgram::optionsApplyToTheMachineOfTheScenario()
     QCOMPARE(firstLine(), link);
     TestMaster master(link);
     // Nobody enabled the payout by value.
-    QCOMPARE(master.exchange(QByteArray::fromHex("0F0205")), QByteArray());
+    QCOMPARE(master.exchange(QByteArray::fromHex("0F0205"), TestMaster::silenceMs), QByteArray());
     QCOMPARE(output().last(), QString("passed: Test"));
     QCOMPARE(m_program.exitCode(), 0);
 }

@@ -48,7 +48,8 @@ void TestSimulatedBusFaults::faultHitsTheReply()
     Bench bench(twoBytes);
     bench.master->setReplyGap(200);
     QCOMPARE(bench.setFault(qPrintable(kind)).value("ok"), QJsonValue(true));
-    QCOMPARE(bench.master->exchange(poll).toHex(), expected.toHex());
+    const int waitMs = TestMaster::waitFor(expected);
+    QCOMPARE(bench.master->exchange(poll, waitMs).toHex(), expected.toHex());
     bench.master->exchange(poll);
     QTRY_VERIFY(!bench.exchanges().isEmpty());
     QCOMPARE(faultName(bench.exchanges().first().fault), kind);
@@ -59,8 +60,8 @@ void TestSimulatedBusFaults::faultEnds()
 {
     Bench bench(twoBytes);
     bench.setFault("silence", 2);
-    QCOMPARE(bench.master->exchange(poll), QByteArray());
-    QCOMPARE(bench.master->exchange(poll), QByteArray());
+    QCOMPARE(bench.master->exchange(poll, TestMaster::silenceMs), QByteArray());
+    QCOMPARE(bench.master->exchange(poll, TestMaster::silenceMs), QByteArray());
     QCOMPARE(bench.master->exchange(poll), twoBytesOnLine);
     QCOMPARE(bench.bus.statistics("one").silent, 2);
 }
@@ -69,11 +70,12 @@ void TestSimulatedBusFaults::wrongModeBitHidesTheCommand()
 {
     Bench bench(twoBytes);
     bench.setFault("wrongModeBit");
-    bench.master->exchange(poll);
+    bench.master->exchange(poll, TestMaster::silenceMs);
+    QTRY_COMPARE(bench.exchanges().size(), 1);
     QCOMPARE(bench.counts.answered, 0);
     bench.setFault("silence");
-    bench.master->exchange(poll);
-    QCOMPARE(bench.counts.answered, 1);
+    bench.master->exchange(poll, TestMaster::silenceMs);
+    QTRY_COMPARE(bench.counts.answered, 1);
 }
 
 void TestSimulatedBusFaults::lostAckIsUnseenByTheDevice()
@@ -96,7 +98,7 @@ void TestSimulatedBusFaults::lostReplyIsNotAcknowledged()
 {
     Bench bench(twoBytes);
     bench.setFault("silence");
-    bench.master->exchange(poll);
+    bench.master->exchange(poll, TestMaster::silenceMs);
     QTRY_COMPARE(bench.counts.notAcknowledged, 1);
     QCOMPARE(bench.counts.acknowledged, 0);
 }
@@ -143,12 +145,12 @@ void TestSimulatedBusFaults::hangUpInMidExchange()
     Bench bench(twoBytes);
     const QString before = bench.bus.port();
     bench.setFault("hangUp");
-    QCOMPARE(bench.master->exchange(poll), QByteArray());
+    QCOMPARE(bench.master->exchange(poll, TestMaster::silenceMs), QByteArray());
     QTRY_VERIFY(bench.master->hasHungUp());
     QTRY_COMPARE(bench.counts.notAcknowledged, 1);
     const auto worksAgain = [&] {
         TestMaster master(bench.bus.port());
-        return master.exchange(poll) == twoBytesOnLine;
+        return master.exchange(poll, TestMaster::silenceMs) == twoBytesOnLine;
     };
     QTRY_VERIFY(worksAgain());
 }

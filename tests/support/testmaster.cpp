@@ -70,19 +70,19 @@ QByteArray TestMaster::readReply(int waitMs)
     return reply;
 }
 
-QByteArray TestMaster::exchange(const QByteArray &bytes)
+QByteArray TestMaster::exchange(const QByteArray &bytes, int waitMs)
 {
-    QByteArray reply = ask(bytes);
+    QByteArray reply = ask(bytes, waitMs);
     if (reply.size() > 1 && reply == withCheck(reply.left(reply.size() - 1)))
         acknowledge();
     return reply;
 }
 
-QByteArray TestMaster::ask(const QByteArray &bytes)
+QByteArray TestMaster::ask(const QByteArray &bytes, int waitMs)
 {
     ::tcflush(m_port, TCIFLUSH);
     sendBlock(bytes);
-    return readReply();
+    return readReply(waitMs);
 }
 
 bool TestMaster::hasHungUp() const

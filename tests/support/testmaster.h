@@ -24,14 +24,20 @@ public:
     bool sendByte(quint8 byte, bool modeBit);
     /// The bytes and their check byte, the first with its mode bit set.
     bool sendBlock(const QByteArray &bytes);
+    /// How long a reply may take on a machine that is busy elsewhere, in ms.
+    static constexpr int patienceMs = 10000;
+    /// How long the line is listened to where silence is expected, in ms.
+    static constexpr int silenceMs = 500;
+    /// How long to wait for what is expected.
+    static int waitFor(const QByteArray &reply) { return reply.isEmpty() ? silenceMs : patienceMs; }
     /// What comes within waitMs, up to the first gap; empty for silence.
-    QByteArray readReply(int waitMs = 500);
+    QByteArray readReply(int waitMs = patienceMs);
 
     /// Sends the block, reads the reply and acknowledges it if it is data with the right check
     /// byte. Answers all bytes of the reply.
-    QByteArray exchange(const QByteArray &bytes);
+    QByteArray exchange(const QByteArray &bytes, int waitMs = patienceMs);
     /// The same without the ACK.
-    QByteArray ask(const QByteArray &bytes);
+    QByteArray ask(const QByteArray &bytes, int waitMs = patienceMs);
     bool acknowledge() { return sendByte(0x00, false); }
 
     /// Whether the port has gone, that is, the other side hung up.
