@@ -15,7 +15,7 @@ using ConditionKind = ScenarioCondition::Kind;
 
 /// States change without an event, too.
 constexpr int tickMs = 20;
-/// No set-up sequence has that many POLLs without news one after the other.
+/// No set-up sequence has that many POLLs one after the other.
 constexpr int quietPollsWanted = 4;
 /// How many events a failure tells of.
 constexpr int eventsTold = 5;

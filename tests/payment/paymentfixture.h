@@ -30,9 +30,10 @@ class PaymentFixture
 public:
     PaymentFixture();
 
-    PaymentMDB item;
     FakeClock clock;
+    /// Outlives the bus thread, which logs as well.
     LogCapture log;
+    PaymentMDB item;
 
     /// Settings without opening a port: every device is put out of use.
     void configure(QJsonObject settings);

@@ -58,6 +58,8 @@ private:
             if (command.startsWith("\x0F\x02"))
                 m_payout = static_cast<quint8>(command.at(2));
             m_changer.analysisData(1, &acknowledge);
+            // It keeps the queue's lock nearly all the time.
+            std::this_thread::yield();
         }
     }
 

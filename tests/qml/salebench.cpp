@@ -8,7 +8,7 @@
 namespace {
 
 /// So many POLLs without news in a row, and no command is left in a device's queue: no set-up
-/// sequence has two POLLs without news one after the other.
+/// sequence has more than two POLLs one after the other.
 constexpr int quietPollsWanted = 4;
 
 /// The machine's devices, and what the item calls them.
@@ -134,12 +134,13 @@ bool SaleBench::waitUntilQuiet()
             return m_quietPolls.value(key) >= quietPollsWanted;
         });
     };
-    return eventually(quiet, "the bus comes to rest");
+    // A reader that is reset in its set-up may be set up ten times over, two seconds each.
+    return eventually(quiet, "the bus comes to rest", 3 * patienceMs);
 }
 
-bool SaleBench::eventually(const std::function<bool()> &condition, const char *what)
+bool SaleBench::eventually(const std::function<bool()> &condition, const char *what, int ms)
 {
-    return QTest::qWaitFor(condition, patienceMs)
+    return QTest::qWaitFor(condition, ms)
         || complain(QString("in vain: until %1").arg(QLatin1String(what)));
 }
 

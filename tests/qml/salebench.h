@@ -117,7 +117,7 @@ private:
     bool callWith(const char *method, const QJsonObject &argument);
     void keepExchange(const mdbsim::Exchange &exchange);
     bool complain(const QString &what);
-    bool eventually(const std::function<bool()> &condition, const char *what);
+    bool eventually(const std::function<bool()> &condition, const char *what, int ms = patienceMs);
 
     std::unique_ptr<QQmlEngine> m_engine = std::make_unique<QQmlEngine>();
     mdbsim::Machine m_machine;

@@ -142,13 +142,15 @@ void TestCardSales::twoSalesOneAfterTheOther()
 {
     SaleBench bench;
     QVERIFY2(bench.startMachine(machineWith({})), qPrintable(bench.complaint()));
+    QVERIFY(bench.sell(1, 100));
     for (int drink = 1; drink <= 2; ++drink) {
-        // The second time the sale begins by itself: it is too early after the first drink.
-        QCOMPARE(bench.sell(drink, 100), drink == 1);
         QVERIFY(bench.tapCard(reader1, 500));
         EVENTUALLY_EQUAL(bench.allowMake->count(), drink);
         QCOMPARE(bench.events("vendRequested").last().value("item").toInt(), drink);
         QVERIFY(bench.finishDrink(DrinkSuccess));
+        // Too early after the first drink: the second sale begins by itself.
+        if (drink == 1)
+            QVERIFY(!bench.sell(2, 100));
         EVENTUALLY_EQUAL(bench.eventCount("sessionEnded"), drink);
         QVERIFY(bench.waitUntilQuiet());
     }

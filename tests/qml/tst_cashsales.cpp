@@ -183,7 +183,7 @@ void TestCashSales::changeThatCannotBePaid()
 void TestCashSales::tubeJamsInMidPayout()
 {
     SaleBench bench;
-    QVERIFY2(bench.startMachine({{"coin", QJsonObject{{"msPerCoin", 500}}}}),
+    QVERIFY2(bench.startMachine({{"coin", QJsonObject{{"msPerCoin", 2000}}}}),
              qPrintable(bench.complaint()));
     QVERIFY(bench.insertCoin(Coin200));
     EVENTUALLY_EQUAL(bench.published("acceptValue"), 200);

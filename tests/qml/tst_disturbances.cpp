@@ -92,7 +92,8 @@ void TestDisturbances::allDevicesTakenOutOfUse()
     SaleBench bench;
     QVERIFY2(bench.startMachine({{"coin", SaleBench::changer()}}), qPrintable(bench.complaint()));
     bench.setting({{"useCoin", false}});
-    // The exchange under way is the last one.
+    // The exchange under way is the last one, once those before it are known.
+    QCoreApplication::processEvents();
     const auto more = [&, known = bench.exchangeCount()] {
         return bench.exchangeCount() > known + 1;
     };
@@ -114,6 +115,7 @@ void TestDisturbances::busClosedAndReopened()
     QCOMPARE(bench.published("coinValue"), 0);
     QVERIFY(!bench.showsGoods());
     QVERIFY(bench.item()->property("haveGoods").toBool());
+    QCoreApplication::processEvents();
     const auto more = [&, known = bench.exchangeCount()] {
         return bench.exchangeCount() > known + 1;
     };

@@ -25,7 +25,7 @@ private Q_SLOTS:
 
 private:
     void addDevices();
-    /// The device's ACKs are lost until some were; answers how many.
+    /// The ACKs of the device's poll replies are lost until some were; answers how many.
     int loseAcks(SaleBench &bench, const QString &device, const std::function<bool()> &event);
 };
 
@@ -44,7 +44,9 @@ int TestLostAcks::loseAcks(SaleBench &bench, const QString &device,
         return statistics.value("missingAcks").toInt();
     };
     const int before = lost();
-    const bool happened = bench.perform(device, "fault", {{"kind", "lostAck"}}) && event()
+    const QHash<QString, QString> poll = {{"coin", "0b"}, {"bill", "33"}, {reader1, "12"}};
+    const QJsonObject fault = {{"kind", "lostAck"}, {"block", poll.value(device)}};
+    const bool happened = bench.perform(device, "fault", fault) && event()
         && QTest::qWaitFor([&] { return lost() > before; }, SaleBench::patienceMs)
         && bench.perform(device, "fault", {{"kind", "none"}}) && bench.waitUntilQuiet();
     return happened ? lost() - before : 0;

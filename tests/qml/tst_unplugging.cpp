@@ -63,7 +63,7 @@ void TestUnplugging::changerUnpluggedWithCredit()
 void TestUnplugging::changerUnpluggedInMidPayout()
 {
     SaleBench bench;
-    QVERIFY2(bench.startMachine({{"coin", SaleBench::changer({{"msPerCoin", 500}})}}),
+    QVERIFY2(bench.startMachine({{"coin", SaleBench::changer({{"msPerCoin", 2000}})}}),
              qPrintable(bench.complaint()));
     QVERIFY(bench.insertCoin(Coin200));
     EVENTUALLY_EQUAL(bench.published("acceptValue"), 200);
@@ -143,6 +143,8 @@ void TestUnplugging::readerUnpluggedWhileTheDrinkIsMade()
     QVERIFY(bench.sell(1, 150));
     QVERIFY(bench.tapCard(reader1, 500));
     EVENTUALLY_EQUAL(bench.allowMake->count(), 1);
+    // The reader, too, knows that its approval arrived.
+    QVERIFY(bench.waitUntilQuiet());
     QVERIFY(bench.perform(reader1, "unplug"));
     EVENTUALLY(!bench.isInService(FirstReader));
     QVERIFY(bench.finishDrink(DrinkSuccess));

@@ -232,16 +232,14 @@ bool Customers::rest()
     m_watch->finish(DrinkReady);
     if (m_random.percent(80))
         m_watch->settle();
-    if (!comesToRest() || !endSessions() || !bringIntoService())
+    if (!m_bench->waitUntilQuiet() || !endSessions() || !bringIntoService())
         return false;
     const auto paid = [this] { return !m_bench->deviceState("coin").value("payingOut").toBool(); };
-    return paid() || (waitFor(paid, SaleBench::patienceMs) && comesToRest());
-}
-
-/// A reader that is reset in its set-up may be set up ten times over, two seconds each.
-bool Customers::comesToRest()
-{
-    return m_bench->waitUntilQuiet() || m_bench->waitUntilQuiet() || m_bench->waitUntilQuiet();
+    const bool settled =
+        paid() || (waitFor(paid, SaleBench::patienceMs) && m_bench->waitUntilQuiet());
+    // A payout that has just ended is known once its event has come.
+    QCoreApplication::processEvents();
+    return settled;
 }
 
 /// Cards go away; a reader that does not let go is switched off and on.
@@ -254,7 +252,7 @@ bool Customers::endSessions()
         perform(reader, "removeCard");
         open = true;
     }
-    return !open || comesToRest();
+    return !open || m_bench->waitUntilQuiet();
 }
 
 bool Customers::bringIntoService()
@@ -270,10 +268,10 @@ bool Customers::bringIntoService()
             if (!isServing(device))
                 attempts == 0 ? pressReset(device) : powerCycle(device);
         }
-        if (!comesToRest())
+        if (!m_bench->waitUntilQuiet())
             return false;
     }
-    return waitFor(serving, SaleBench::patienceMs) && comesToRest();
+    return waitFor(serving, SaleBench::patienceMs) && m_bench->waitUntilQuiet();
 }
 
 /// Both the item and the device say so. A machine with enough credit accepts no more.

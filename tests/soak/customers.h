@@ -52,7 +52,6 @@ private:
     void changeSettings();
     void spoilLine(const QString &device);
     void wait(int atMostMs);
-    bool comesToRest();
     bool endSessions();
     bool bringIntoService();
     void pressReset(const QString &device);

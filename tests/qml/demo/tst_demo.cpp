@@ -177,10 +177,10 @@ void TestDemo::failureIsOneClearLine_data()
     QTest::addColumn<QString>("complaint");
     const QString emptyTube = R"({"coin": {"coinTypes": [{"credit": 1}, {"credit": 2},
         {"credit": 4}, {"credit": 10}, {"credit": 20, "toTube": true, "capacity": 9},
-        {"credit": 40}]}, "bill": {}, "cashless1": {}})";
+        {"credit": 40}]}, "bill": {}, "cashless1": {}, "cashless2": {}})";
     QTest::newRow("change does not fall")
-        << QStringList{"--story", "coin", "--machine", emptyTube, "--patience", "8"}
-        << "coin: not within 8 s: change of 1.40 falls, coin by coin";
+        << QStringList{"--story", "coin", "--machine", emptyTube, "--patience", "15"}
+        << "coin: not within 15 s: change of 1.40 falls, coin by coin";
     QTest::newRow("no coin changer")
         << QStringList{"--story", "coin", "--machine", R"({"bill": {}})", "--patience", "4"}
         << "ready: not within 4 s: coins, notes and cards are accepted";
