@@ -46,7 +46,7 @@ Item {
         Component.onCompleted: setting({
             useCoin: shop.uses("coin"), useBill: shop.uses("bill"),
             useCashless1: shop.uses("cashless1"), useCashless2: shop.uses("cashless2"),
-            cardHoldTime: 50, makeFinishTime: 50
+            cardHoldTime: 50, makeFinishTime: 0
         })
     }
     Timer {
