@@ -24,7 +24,7 @@ LogCapture::~LogCapture()
 
 QStringList LogCapture::take(const QString &category)
 {
-    const QMutexLocker locker(&m_mutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     QStringList taken;
     QVector<Line> rest;
     for (const Line &line : qAsConst(m_lines)) {
@@ -44,6 +44,6 @@ void LogCapture::handle(QtMsgType type, const QMessageLogContext &context, const
         current->m_previous(type, context, text);
         return;
     }
-    const QMutexLocker locker(&current->m_mutex);
+    const std::lock_guard<std::mutex> lock(current->m_mutex);
     current->m_lines.append({category, text});
 }
