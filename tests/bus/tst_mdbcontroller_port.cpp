@@ -353,7 +353,9 @@ void TestMdbControllerPort::newPortComesBetweenTwoExchanges()
         restOfTheExchange.append("wait 3 silent");
     const QByteArrayList old = first.probe.texts();
     QCOMPARE(old.mid(0, 60), restOfTheExchange);
-    QCOMPARE(old.last(), QByteArray("close"));
+    // So did one that a busy machine let in between.
+    QCOMPARE(old.mid(old.size() - 61), restOfTheExchange + QByteArrayList{"close"});
+    QCOMPARE(first.probe.count(LineCall::Write) % 2, 0);
     QCOMPARE(first.probe.count(LineCall::Close), 1);
     // The cycle goes on with the next device: at once, unless this machine is busy elsewhere.
     QVERIFY(second.probe.waitForByte(0x12));
