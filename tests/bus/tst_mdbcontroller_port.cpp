@@ -347,7 +347,7 @@ void TestMdbControllerPort::newPortComesBetweenTwoExchanges()
     QVERIFY(opening.get() > 0);
     QCOMPARE(meanwhile, std::future_status::timeout);
 
-    // The exchange under way went on to its end, and nothing came after it.
+    // The exchange under way went on to its end.
     QByteArrayList restOfTheExchange;
     for (int i = 0; i < 60; ++i)
         restOfTheExchange.append("wait 3 silent");
